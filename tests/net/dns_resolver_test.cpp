@@ -5,6 +5,7 @@
 #include "dns_server.hpp"
 #include "sandbox.hpp"
 #include "string_array.hpp"
+#include "tool_override.hpp"
 
 namespace {
 
@@ -121,7 +122,7 @@ TEST(DnsResolverSetting, UnreadableSystemSettingIsAnUnreachableServer) {
 TEST(DnsResolverTool, FailedRunGivesNoAnswerEvenWithAnswerLines) {
     DnsServer server("ex.test");
     server.Start();
-    Sandbox::WriteScript("/usr/bin/nslookup", "echo 'Address: 192.0.2.99'\nexit 1");
+    ToolOverride nslookup("/usr/bin/nslookup", "echo 'Address: 192.0.2.99'\nexit 1");
     DnsResolver resolver;
     resolver.SetDNS(DnsServer::kAddress);
     resolver.SetDomainName("dc1.ex.test");
