@@ -7,6 +7,7 @@
 namespace {
 
 const char kIp[] = "/usr/sbin/ip";
+const char kSwitch[] = "labswitch";
 const char kBridge[] = "labbr";
 const char kGatewayHost[] = "gw";
 const char kSilentHardwareAddress[] = "02:00:00:00:00:99";
@@ -39,9 +40,13 @@ void NetLab::Ip(const std::vector<std::string>& args) {
     }
 }
 
+// The bridge lives in a namespace of its own: in the sandbox's, it would answer ARP requests for
+// the sandbox's addresses itself.
 NetLab::NetLab(int gatewayMtu) {
-    Ip({"link", "add", kBridge, "type", "bridge"});
-    Ip({"link", "set", kBridge, "up"});
+    Ip({"netns", "add", kSwitch});
+    m_namespaces.push_back(kSwitch);
+    Ip({"-n", kSwitch, "link", "add", kBridge, "type", "bridge"});
+    Ip({"-n", kSwitch, "link", "set", kBridge, "up"});
     Attach(kInterface, "lan0p");
     AddAddress({}, kLocalIPv4, kInterface);
     AddAddress({}, kLocalIPv6, kInterface);
@@ -53,12 +58,11 @@ NetLab::NetLab(int gatewayMtu) {
 NetLab::~NetLab() {
     for (const std::string& name : m_namespaces) Sandbox::Run({kIp, "netns", "delete", name});
     Sandbox::Run({kIp, "link", "delete", kInterface});
-    Sandbox::Run({kIp, "link", "delete", kBridge});
 }
 
 void NetLab::Attach(const std::string& local, const std::string& port) {
-    Ip({"link", "add", local, "type", "veth", "peer", "name", port});
-    Ip({"link", "set", port, "master", kBridge, "up"});
+    Ip({"link", "add", local, "type", "veth", "peer", "name", port, "netns", kSwitch});
+    Ip({"-n", kSwitch, "link", "set", port, "master", kBridge, "up"});
     Ip({"link", "set", local, "up"});
 }
 
