@@ -1,12 +1,9 @@
 #include "port_checker.hpp"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <set>
 #include <string>
-#include <vector>
 
 #include "net_lab.hpp"
 #include "sandbox.hpp"
@@ -87,21 +84,6 @@ TEST_F(PortCheckerTest, NextScanReportsOnlyItsOwnFailures) {
     checker.SetPort(TcpListener::ClosedPort("127.0.0.3"));
     EXPECT_EQ(checker.Scan(), 1);
     EXPECT_EQ(AsSet(checker.GetFailResult()), std::set<std::string>{"127.0.0.3"});
-}
-
-TEST_F(PortCheckerTest, SocketShortageBreaksTheProbe) {
-    PortChecker checker("127.0.0.1", 80);
-    rlimit saved;
-    getrlimit(RLIMIT_NOFILE, &saved);
-    rlimit low = saved;
-    low.rlim_cur = 64;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
-    std::vector<int> taken;
-    for (int fd = dup(0); fd >= 0; fd = dup(0)) taken.push_back(fd);
-    const int result = checker.Scan();
-    for (int fd : taken) close(fd);
-    setrlimit(RLIMIT_NOFILE, &saved);
-    EXPECT_EQ(result, -1);
 }
 
 }  // namespace
