@@ -6,9 +6,9 @@
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <wchar.h>
 
 #include <boost/locale/encoding_utf.hpp>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -103,6 +103,18 @@ int RunCollectingPairs(const std::vector<std::string>& argv, const LineCallback&
 }
 
 const char kWhitespace[] = " \n\r\t\"";
+const char32_t kByteOrderMark = 0xFEFF;
+
+// The file's UTF-16 little-endian code units; a trailing odd byte is dropped.
+std::u16string ReadUTF16LE(std::istream& input) {
+    std::string bytes((std::istreambuf_iterator<char>(input)), std::istreambuf_iterator<char>());
+    std::u16string units(bytes.size() / 2, u'\0');
+    for (size_t i = 0; i < units.size(); ++i) {
+        units[i] = static_cast<char16_t>(static_cast<unsigned char>(bytes[2 * i]) |
+                                         static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
+    }
+    return units;
+}
 
 KeyValueMap LoadKeyValues(std::istream& input, std::set<std::string>& loading);
 
@@ -260,19 +272,21 @@ std::vector<std::string> SplitString(const std::string& text, char delimiter,
 }
 
 int ReadFileUTF16ToUTF8(std::string path, std::vector<std::string>& lines) {
-    FILE* file = fopen(path.c_str(), "r,ccs=UTF16LE");
-    if (file == nullptr) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file.is_open()) {
         DS_LOG(LOG_DEBUG, "%s:%d Cannot open file in UTF-16LE mode");
         return -1;
     }
-    wchar_t buffer[kLineBufferSize];
-    while (fgetws(buffer, kLineBufferSize, file) != nullptr) {
-        const wchar_t* text = buffer[0] == L'\xFEFF' ? buffer + 1 : buffer;
-        std::string line = boost::locale::conv::utf_to_utf<char>(std::wstring(text));
+    std::u32string text = boost::locale::conv::utf_to_utf<char32_t>(ReadUTF16LE(file));
+    for (size_t start = 0; start < text.size();) {
+        size_t end = std::min(text.find(U'\n', start), text.size() - 1) + 1;
+        end = std::min(end, start + kLineBufferSize - 1);
+        size_t first = text[start] == kByteOrderMark ? start + 1 : start;
+        std::string line = boost::locale::conv::utf_to_utf<char>(text.substr(first, end - first));
         StripWhitespaces(line);
         lines.push_back(std::move(line));
+        start = end;
     }
-    fclose(file);
     return 0;
 }
 

@@ -90,6 +90,7 @@ TEST(Host, HostileParametersGetAClearAnswer) {
         EXPECT_EQ(reply["success"], false);
         EXPECT_EQ(reply["error"]["code"], 501);
         EXPECT_TRUE(reply["error"]["details"]["exception"].isString());
+        EXPECT_TRUE(Sandbox::Logged(kDebug + " generate_issue threw"));
     }
 }
 

@@ -15,11 +15,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <sys/un.h>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <mutex>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 extern char** environ;
 
@@ -96,6 +99,46 @@ void BringLoopbackUp() {
     close(fd);
 }
 
+// Collects what the processes of the sandbox send to /dev/log.
+class SystemLog {
+  public:
+    void Listen() {
+        socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        if (socket_ < 0) Fail("log socket");
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        strncpy(address.sun_path, "/dev/log", sizeof(address.sun_path) - 1);
+        unlink(address.sun_path);
+        Check(bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof(address)),
+              "bind /dev/log");
+        chmod(address.sun_path, 0666);
+        std::thread(&SystemLog::Receive, this).detach();
+    }
+
+    std::vector<std::string> Take() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return std::move(messages_);
+    }
+
+  private:
+    void Receive() {
+        char buffer[8192];
+        for (;;) {
+            ssize_t size = recv(socket_, buffer, sizeof(buffer), 0);
+            if (size < 0 && errno == EINTR) continue;
+            if (size < 0) return;
+            std::lock_guard<std::mutex> lock(mutex_);
+            messages_.emplace_back(buffer, static_cast<size_t>(size));
+        }
+    }
+
+    int socket_ = -1;
+    std::mutex mutex_;
+    std::vector<std::string> messages_;
+};
+
+SystemLog gSystemLog;
+
 void LayOutView(const std::vector<std::string>& keep) {
     Check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "private /");
     std::vector<KeptTree> kept = CloneHiddenTrees(keep);
@@ -104,7 +147,8 @@ void LayOutView(const std::vector<std::string>& keep) {
     Mount("tmpfs", "/run", "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755");
     const std::string scratch = "/run/.sandbox";
     Mount("tmpfs", "/tmp", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777");
-    for (const char* directory : {"/etc", "/usr", "/var"}) OverlayOver(directory, scratch);
+    for (const char* directory : {"/etc", "/usr", "/var", "/dev"}) OverlayOver(directory, scratch);
+    Mount("tmpfs", "/dev/shm", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777");
     ReattachTrees(kept);
     BringLoopbackUp();
     const char hostname[] = "sandbox";
@@ -132,6 +176,7 @@ void Sandbox::Enter(const std::vector<std::string>& keep) {
     }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     LayOutView(keep);
+    gSystemLog.Listen();
 }
 
 void Sandbox::WriteFile(const std::string& path, const std::string& content, mode_t mode) {
@@ -191,4 +236,19 @@ pid_t Sandbox::Start(const std::vector<std::string>& argv) {
 void Sandbox::Stop(pid_t pid) {
     kill(pid, SIGKILL);
     WaitFor(pid);
+}
+
+std::vector<std::string> Sandbox::TakeLog() {
+    return gSystemLog.Take();
+}
+
+bool Sandbox::Logged(const std::string& text) {
+    // syslog() has returned before the test asks, but the receiver may still be behind.
+    for (int wait = 0; wait < 50; ++wait) {
+        for (const std::string& message : TakeLog()) {
+            if (message.find(text) != std::string::npos) return true;
+        }
+        usleep(2000);
+    }
+    return false;
 }

@@ -1,5 +1,6 @@
 // A private machine view for tests: own mount, network, PID and UTS namespaces, copy-on-write
-// overlays over /etc, /usr and /var, and fresh tmpfs over /tmp and /run. Whatever a test writes
+// overlays over /etc, /usr, /var and /dev, fresh tmpfs over /tmp and /run, and a system log
+// that the test reads. Whatever a test writes
 // under the system's real paths stays inside the test process.
 #pragma once
 
@@ -28,4 +29,9 @@ class Sandbox {
     // Starts a program in the background; its PID.
     static pid_t Start(const std::vector<std::string>& argv);
     static void Stop(pid_t pid);
+
+    // Messages sent to the system log (/dev/log) since the last call, oldest first.
+    static std::vector<std::string> TakeLog();
+    // True when a message logged since the last TakeLog contains text; drains the log.
+    static bool Logged(const std::string& text);
 };

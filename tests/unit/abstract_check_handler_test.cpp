@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "call.hpp"
+#include "sandbox.hpp"
 
 namespace {
 
@@ -80,6 +81,16 @@ TEST(SetError, LinkReplacesAFindingOfTheSameName) {
     answer.handler.SetError(kError, kWinbindNotAvailable);
     EXPECT_EQ(answer.response.GetData()["info"]["link"],
               "https://www.qarn.com/support/technical-support-request");
+}
+
+TEST(SetError, EveryReportIsLoggedWithItsSourcePosition) {
+    Answer answer;
+    answer.handler.SetError(kError, kClockSkewTooGreat);
+    EXPECT_TRUE(Sandbox::Logged("abstract_check_handler.cpp:"));
+    answer.handler.SetError(kCodeOnly, kNTLMBlocked);
+    EXPECT_TRUE(Sandbox::Logged("test fail(err code=1034)"));
+    answer.handler.SetError(kNoProgressFile);
+    EXPECT_TRUE(Sandbox::Logged("test fail(err code=1113)"));
 }
 
 TEST(SetError, BareCodeSendsNullDetails) {

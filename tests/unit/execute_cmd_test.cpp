@@ -100,6 +100,7 @@ TEST(ExecuteCmd, BadArgumentsLeaveTheStatus) {
     EXPECT_FALSE(ExecuteCmd({}, nullptr, &status, 1, 0));
     EXPECT_EQ(status, 42);
     EXPECT_EQ(QLIBCErrGet(), 0xd00);
+    EXPECT_TRUE(Sandbox::Logged("Invaild Argument (!vstrArgs.empty())=[0]"));
     EXPECT_FALSE(ExecuteCmd({"/bin/true"}, nullptr, &status, 0, 0));
     EXPECT_EQ(status, 124);
 }
