@@ -86,9 +86,8 @@ class DomainCore : public CommonCore {
     // Samba tool runs.
     bool RunCommandCore(std::vector<std::string> argv, ErrorCode& err, const MessageEntry* table,
                         int timeLimit, const std::string& keyword);
-    int RunNetSearchKey(const std::string& key, std::vector<std::string>& values,
-                        ErrorCode& err, const MessageEntry* table, int unused,
-                        const std::string& extraFlag);
+    int RunNetSearchKey(const std::string& key, std::vector<std::string>& values, ErrorCode& err,
+                        const MessageEntry* table, int unused, const std::string& extraFlag);
     bool RunSmbclient(ErrorSeverity& severity, ErrorCode& err, int timeLimit);
     ErrorCode GetGPO(const std::string& policyId, std::vector<std::string>& lines);
 

@@ -53,7 +53,9 @@ bool DomainCore::IsADDomain() {
     return status == kADSJoined || status == kADServer;
 }
 
-bool DomainCore::IsADServer() { return GetJoinedStatus() == kADServer; }
+bool DomainCore::IsADServer() {
+    return GetJoinedStatus() == kADServer;
+}
 
 bool DomainCore::IsJoinedDomain() {
     EJoinStatus status = GetJoinedStatus();
@@ -87,9 +89,9 @@ const std::string& DomainCore::GetDCIP() {
 
 bool DomainCore::TakeSrvMember(const Json::Value& targets, const std::string& service,
                                std::vector<std::string>& result, ErrorCode& err) {
-    const Json::Value* member =
-        targets.isObject() ? targets.find(service.data(), service.data() + service.size())
-                           : nullptr;
+    const Json::Value* member = targets.isObject()
+                                    ? targets.find(service.data(), service.data() + service.size())
+                                    : nullptr;
     if (member == nullptr || member->empty()) {
         err = kBadParameter;
         DS_LOG(LOG_ERR, "%s:%d invalid (%s) srv target IP", service.c_str());
@@ -112,10 +114,9 @@ std::vector<std::string> DomainCore::GetSrvIPs(ErrorCode& err, const char* servi
         DS_LOG(LOG_ERR, "%s:%d invalid srv target IP");
         return result;
     }
-    bool taken = service != nullptr
-                     ? TakeSrvMember(targets, service, result, err)
-                     : TakeSrvMember(targets, kSRVTypeKerberos, result, err) ||
-                           TakeSrvMember(targets, kSRVTypeLDAP, result, err);
+    bool taken = service != nullptr ? TakeSrvMember(targets, service, result, err)
+                                    : TakeSrvMember(targets, kSRVTypeKerberos, result, err) ||
+                                          TakeSrvMember(targets, kSRVTypeLDAP, result, err);
     if (!taken) {
         err = kNoDCAddress;
         result.clear();
@@ -343,9 +344,9 @@ void DomainCore::ServerAddressCheck() {
         }
     }
     std::vector<std::string> realms;
-    if (ExecuteCmdGetKeyValues({kNet, "ads", "info", "-S", address, "-d0",
-                                "--option=name resolve order=host"},
-                               nullptr, "Realm", realms, nullptr, 3, 15) &&
+    if (ExecuteCmdGetKeyValues(
+            {kNet, "ads", "info", "-S", address, "-d0", "--option=name resolve order=host"},
+            nullptr, "Realm", realms, nullptr, 3, 15) &&
         !realms.empty()) {
         m_data["server_address"] = realms.front();
         m_data["check_address_fail"] = false;

@@ -30,8 +30,8 @@ bool IsTranslated(ErrorCode code) {
 }  // namespace
 
 DomainCore::DomainError::DomainError(DomainCore& owner)
-    : m_priority{kAuthFailed,         kAccountLocked, kPasswordExpired, kNTLMBlocked,
-                 kAccountRestriction, kNoDCReachable},
+    : m_priority{kAuthFailed,  kAccountLocked,      kPasswordExpired,
+                 kNTLMBlocked, kAccountRestriction, kNoDCReachable},
       m_owner(owner) {}
 
 void DomainCore::DomainError::Add(ErrorCode code, const std::string& host) {

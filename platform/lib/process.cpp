@@ -1,7 +1,7 @@
 // Programs run with posix_spawn: no shell, stdin from /dev/null, output through a pipe.
 #include <errno.h>
-#include <signal.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <stdarg.h>
 #include <string.h>

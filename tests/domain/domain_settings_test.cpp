@@ -136,20 +136,20 @@ TEST_P(DomainNamesTest, PrincipalAndDomain) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, DomainNamesTest,
-    testing::Values(
-        NameCase{"AddressGivesTheDomain", "user",
-                 R"({"server_address": "corp.example.test", "username": "alice"})",
-                 "CORP.EXAMPLE.TEST", "alice@CORP.EXAMPLE.TEST"},
-        NameCase{"NetBIOSPartDropped", "user",
-                 R"({"server_address": "corp.test", "username": "CORP\\bob"})", "CORP.TEST",
-                 "bob@CORP.TEST"},
-        NameCase{"PrincipalFormKeepsLocalPart", "user",
-                 R"({"server_address": "x.test", "username": "Carol@sub.example.test"})",
-                 "X.TEST", "Carol@SUB.EXAMPLE.TEST"},
-        NameCase{"JoinedUsesTheRealm", "ads", R"({"username": "dave"})", "EXAMPLE.TEST",
-                 "dave@EXAMPLE.TEST"},
-        NameCase{"NotJoinedNeedsAnAddress", "user", R"({"username": "erin"})", "", ""},
-        NameCase{"NoUserNoPrincipal", "ads", "{}", "EXAMPLE.TEST", ""}),
+    testing::Values(NameCase{"AddressGivesTheDomain", "user",
+                             R"({"server_address": "corp.example.test", "username": "alice"})",
+                             "CORP.EXAMPLE.TEST", "alice@CORP.EXAMPLE.TEST"},
+                    NameCase{"NetBIOSPartDropped", "user",
+                             R"({"server_address": "corp.test", "username": "CORP\\bob"})",
+                             "CORP.TEST", "bob@CORP.TEST"},
+                    NameCase{
+                        "PrincipalFormKeepsLocalPart", "user",
+                        R"({"server_address": "x.test", "username": "Carol@sub.example.test"})",
+                        "X.TEST", "Carol@SUB.EXAMPLE.TEST"},
+                    NameCase{"JoinedUsesTheRealm", "ads", R"({"username": "dave"})", "EXAMPLE.TEST",
+                             "dave@EXAMPLE.TEST"},
+                    NameCase{"NotJoinedNeedsAnAddress", "user", R"({"username": "erin"})", "", ""},
+                    NameCase{"NoUserNoPrincipal", "ads", "{}", "EXAMPLE.TEST", ""}),
     [](const testing::TestParamInfo<NameCase>& info) { return info.param.name; });
 
 TEST(Workgroup, JoinedServerReadsItsSettings) {
@@ -180,9 +180,9 @@ TEST(Workgroup, LookedUpThroughTheController) {
 }
 
 TEST(ServerAddress, DomainNameAnsweredAtOnce) {
-    QARN::APIResponse response = CallEntry(
-        CheckServerAddress_v1,
-        ParseJson(R"({"server_address": "corp.example.test", "server_type": "domain"})"));
+    QARN::APIResponse response =
+        CallEntry(CheckServerAddress_v1,
+                  ParseJson(R"({"server_address": "corp.example.test", "server_type": "domain"})"));
     ASSERT_TRUE(response.IsSuccess());
     EXPECT_EQ(response.GetData(), ParseJson(R"({"server_address": "corp.example.test"})"));
     EXPECT_FALSE(Sandbox::Exists("/tmp/net.args"));
@@ -190,27 +190,27 @@ TEST(ServerAddress, DomainNameAnsweredAtOnce) {
 
 TEST(ServerAddress, RealmOfTheAddress) {
     WriteFakeTool(kNet, "echo 'LDAP server: 192.0.2.10'; echo 'Realm: EXAMPLE.TEST'");
-    QARN::APIResponse response = CallEntry(
-        CheckServerAddress_v1,
-        ParseJson(R"({"server_address": "192.0.2.10", "server_type": "domain"})"));
+    QARN::APIResponse response =
+        CallEntry(CheckServerAddress_v1,
+                  ParseJson(R"({"server_address": "192.0.2.10", "server_type": "domain"})"));
     ASSERT_TRUE(response.IsSuccess());
     EXPECT_EQ(response.GetData(),
               ParseJson(R"({"server_address": "EXAMPLE.TEST", "check_address_fail": false})"));
-    EXPECT_EQ(ToolArgs("net"),
-              "ads info -S 192.0.2.10 -d0 --option=name resolve order=host\n");
+    EXPECT_EQ(ToolArgs("net"), "ads info -S 192.0.2.10 -d0 --option=name resolve order=host\n");
 }
 
 TEST(ServerAddress, UnreachableAddressOrName) {
     WriteFakeTool(kNet, "exit 1");
-    Sandbox::WriteScript("/usr/bin/nslookup", "exit 1");
-    QARN::APIResponse byAddress = CallEntry(
-        CheckServerAddress_v1,
-        ParseJson(R"({"server_address": "192.0.2.10", "server_type": "domain"})"));
+    DnsServer dns("example.test");
+    UseDns(dns);
+    QARN::APIResponse byAddress =
+        CallEntry(CheckServerAddress_v1,
+                  ParseJson(R"({"server_address": "192.0.2.10", "server_type": "domain"})"));
     EXPECT_EQ(byAddress.GetErrorCode(), kUnknownDomainError);
     EXPECT_TRUE(byAddress.GetData().isNull());
-    QARN::APIResponse byName = CallEntry(
-        CheckServerAddress_v1,
-        ParseJson(R"({"server_address": "ldap.example.test", "server_type": "ldap"})"));
+    QARN::APIResponse byName =
+        CallEntry(CheckServerAddress_v1,
+                  ParseJson(R"({"server_address": "ldap.example.test", "server_type": "ldap"})"));
     ASSERT_TRUE(byName.IsSuccess());
     EXPECT_EQ(byName.GetData(), ParseJson(R"({"check_address_fail": true})"));
     QARN::APIResponse empty =
@@ -218,9 +218,22 @@ TEST(ServerAddress, UnreachableAddressOrName) {
     EXPECT_EQ(empty.GetErrorCode(), kBadParameter);
 }
 
+TEST(TestIPs, SRVRecordsOfTheDomain) {
+    DnsServer dns("example.test");
+    dns.AddHost("dc1.example.test", {"192.0.2.10"});
+    AddControllerSRV(dns, "kerberos", "example.test", "dc1.example.test");
+    UseDns(dns);
+    WriteFakeTool(kNet, "exit 1");
+    DomainFixture fixture(ParseJson(R"({"server_address": "example.test"})"));
+    ErrorCode err = kConnectionReset;
+    EXPECT_EQ(fixture.probe.GetTestIPs(err, "kerberos"), Strings{"192.0.2.10"});
+    EXPECT_EQ(err, kConnectionReset);
+}
+
 TEST(PrepareTestIP, NoControllerFound) {
     // No DC IPs, no SRV targets, no Samba look-up and no SRV records in DNS.
-    Sandbox::WriteScript("/usr/bin/nslookup", "echo ';; connection timed out'; exit 1");
+    DnsServer dns("example.test");
+    UseDns(dns);
     WriteFakeTool(kNet, "exit 1");
     for (auto [security, code] : {std::pair<const char*, int>{"ads", 2002}, {"user", 1121}}) {
         SetSecurity(security);
@@ -232,13 +245,9 @@ TEST(PrepareTestIP, NoControllerFound) {
 }
 
 TEST(PrepareTestIP, AddressesPassNamesResolve) {
-    Sandbox::WriteScript("/usr/bin/nslookup",
-                         "case \"$*\" in\n"
-                         "*dc1.example.test*) printf 'Server:\\t\\t127.0.0.1\\n"
-                         "Address:\\t127.0.0.1#53\\n\\nName:\\tdc1.example.test\\n"
-                         "Address: 192.0.2.10\\n';;\n"
-                         "*) echo \"** server can't find $3: NXDOMAIN\"; exit 1;;\n"
-                         "esac");
+    DnsServer dns("example.test");
+    dns.AddHost("dc1.example.test", {"192.0.2.10"});
+    UseDns(dns);
     QARN::APIResponse response = CallEntry(
         PrepareTestIP_v1, ParseJson(R"({"dc_ips": "192.0.2.10,dc1.example.test,192.0.2.11"})"));
     ASSERT_TRUE(response.IsSuccess()) << response.ToJson().toStyledString();
@@ -246,14 +255,21 @@ TEST(PrepareTestIP, AddressesPassNamesResolve) {
 }
 
 TEST(PrepareTestIP, UnresolvedNamesAreListed) {
-    Sandbox::WriteScript("/usr/bin/nslookup",
-                         "echo \"** server can't find $3: NXDOMAIN\"; exit 1");
-    QARN::APIResponse response =
-        CallEntry(PrepareTestIP_v1, ParseJson(R"({"dc_ips": "dc1.test,dc2.test"})"));
+    DnsServer dns("example.test");
+    UseDns(dns);
+    QARN::APIResponse response = CallEntry(
+        PrepareTestIP_v1, ParseJson(R"({"dc_ips": "dc1.example.test,dc2.example.test"})"));
     EXPECT_EQ(response.GetErrorCode(), kTestAddressNotResolved);
-    EXPECT_EQ(response.GetData(),
-              ParseJson(R"({"info": {"unresolved_fqdn": ["dc1.test", "dc2.test"],
-                            "isPlural": true}, "isPlural": false, "level": 0})"));
+    EXPECT_EQ(response.GetData(), ParseJson(R"({"info": {"unresolved_fqdn": ["dc1.example.test",
+                            "dc2.example.test"], "isPlural": true},
+                            "isPlural": false, "level": 0})"));
+}
+
+TEST(PrepareTestIP, UnreachableDNSServer) {
+    Sandbox::WriteFile("/etc/resolv.conf", "nameserver 127.0.0.9\n");
+    QARN::APIResponse response =
+        CallEntry(PrepareTestIP_v1, ParseJson(R"({"dc_ips": "dc1.example.test"})"));
+    EXPECT_EQ(response.GetErrorCode(), kDNSServerUnreachable);
 }
 
 }  // namespace
