@@ -22,4 +22,6 @@ void TestHostnameConflict_v1(QARN::APIRequest* request, QARN::APIResponse* respo
 void StartProgress_v1(QARN::APIRequest* request, QARN::APIResponse* response);
 void UpdateProgress_v1(QARN::APIRequest* request, QARN::APIResponse* response);
 void EndProgress_v1(QARN::APIRequest* request, QARN::APIResponse* response);
+void CheckServerAddress_v1(QARN::APIRequest* request, QARN::APIResponse* response);
+void PrepareTestIP_v1(QARN::APIRequest* request, QARN::APIResponse* response);
 void GenerateIssue_v1(QARN::APIRequest* request, QARN::APIResponse* response);

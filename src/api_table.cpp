@@ -3,6 +3,7 @@
 #include "common_check.hpp"
 #include "common_dns.hpp"
 #include "debug_handler.hpp"
+#include "domain.hpp"
 #include "progress.hpp"
 
 namespace {
@@ -94,6 +95,14 @@ void EndProgress_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
     RunCheck<ProgressHandler, &ProgressHandler::RemoveProgress>(request, response);
 }
 
+void CheckServerAddress_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<DomainCore, &DomainCore::ServerAddressCheck>(request, response);
+}
+
+void PrepareTestIP_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<DomainCore, &DomainCore::PrepareTestIP>(request, response);
+}
+
 void GenerateIssue_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
     RunCheck<DebugHandler, &DebugHandler::GenerateIssue>(request, response);
 }
@@ -120,6 +129,8 @@ const QARN::WebAPIEntry gTable[] = {
     {DS_API("Progress"), 1, "start_progress", StartProgress_v1},
     {DS_API("Progress"), 1, "update_progress", UpdateProgress_v1},
     {DS_API("Progress"), 1, "end_progress", EndProgress_v1},
+    {DS_API("Domain"), 1, "check_server_address", CheckServerAddress_v1},
+    {DS_API("Domain"), 1, "prepare_test_ip", PrepareTestIP_v1},
     {DS_API("Debug"), 1, "generate_issue", GenerateIssue_v1},
     {nullptr, 0, nullptr, nullptr},
 };
