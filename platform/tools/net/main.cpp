@@ -1,0 +1,250 @@
+// The platform's `net` (installed as /usr/local/bin/net): the system's Samba `net` with two
+// additions the checks rely on, "net ads auth" and "net ads info" keys with underscores.
+// Every other command is handed to the system's net unchanged (execv, no shell).
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "line_reader.hpp"
+#include "net_front.hpp"
+
+namespace {
+
+volatile sig_atomic_t gChild = 0;
+
+void ForwardSignal(int signal) {
+    if (gChild > 0) kill(gChild, signal);
+}
+
+void InstallForwarding() {
+    struct sigaction action = {};
+    action.sa_handler = ForwardSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) sigaction(signal, &action, nullptr);
+}
+
+std::vector<char*> ArgvOf(const std::vector<std::string>& args) {
+    std::vector<char*> argv;
+    for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    return argv;
+}
+
+void WriteAll(int fd, const std::string& text) {
+    const char* data = text.data();
+    size_t left = text.size();
+    while (left > 0) {
+        ssize_t written = write(fd, data, left);
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            return;
+        }
+        data += written;
+        left -= static_cast<size_t>(written);
+    }
+}
+
+void ReportCannotRun() {
+    std::fprintf(stderr, "net: cannot run %s: %s\n", netfront::kSystemNet, std::strerror(errno));
+}
+
+// Exit status of the front for a child's wait status.
+int ExitCode(int status) {
+    if (WIFEXITED(status)) return WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+    return 255;
+}
+
+// Starts `args` with stdout (and stderr when `errFd` is wanted) on pipes. Returns the pid.
+pid_t Start(const std::vector<std::string>& args, int* outFd, int* errFd) {
+    int out[2] = {-1, -1}, err[2] = {-1, -1};
+    if (pipe(out) != 0 || (errFd != nullptr && pipe(err) != 0)) return -1;
+    std::vector<char*> argv = ArgvOf(args);
+    pid_t pid = fork();
+    if (pid < 0) return -1;
+    if (pid == 0) {
+        dup2(out[1], STDOUT_FILENO);
+        if (errFd != nullptr) dup2(err[1], STDERR_FILENO);
+        for (int fd : {out[0], out[1], err[0], err[1]}) {
+            if (fd > STDERR_FILENO) close(fd);
+        }
+        execv(netfront::kSystemNet, argv.data());
+        ReportCannotRun();
+        _exit(127);
+    }
+    gChild = pid;
+    close(out[1]);
+    *outFd = out[0];
+    if (errFd != nullptr) {
+        close(err[1]);
+        *errFd = err[0];
+    }
+    return pid;
+}
+
+int Wait(pid_t pid) {
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0) {
+        if (errno != EINTR) return 255;
+    }
+    gChild = 0;
+    return ExitCode(status);
+}
+
+// "net ads info": the system's net with its output keys rewritten; stderr passes untouched.
+int RunAdsInfo(const std::vector<std::string>& args, const netfront::ParsedArgs& parsed) {
+    int outFd = -1;
+    pid_t pid = Start(args, &outFd, nullptr);
+    if (pid < 0) {
+        ReportCannotRun();
+        return 255;
+    }
+    netfront::LineReader reader(outFd);
+    while (reader.Read([&](const std::string& line, bool newline) {
+        std::string text = parsed.json ? line : netfront::RewriteInfoLine(line);
+        WriteAll(STDOUT_FILENO, newline ? text + "\n" : text);
+    })) {
+    }
+    return Wait(pid);
+}
+
+std::vector<std::string> AddressesOf(const std::string& host) {
+    std::vector<std::string> addresses;
+    if (host.empty() || netfront::IsAddressLiteral(host)) return addresses;
+    struct addrinfo hints = {};
+    hints.ai_socktype = SOCK_STREAM;
+    struct addrinfo* result = nullptr;
+    if (getaddrinfo(host.c_str(), nullptr, &hints, &result) != 0) return addresses;
+    for (struct addrinfo* ai = result; ai != nullptr; ai = ai->ai_next) {
+        char text[INET6_ADDRSTRLEN] = {};
+        const void* address = nullptr;
+        if (ai->ai_family == AF_INET) {
+            address = &reinterpret_cast<struct sockaddr_in*>(ai->ai_addr)->sin_addr;
+        } else if (ai->ai_family == AF_INET6) {
+            address = &reinterpret_cast<struct sockaddr_in6*>(ai->ai_addr)->sin6_addr;
+        }
+        if (address != nullptr && inet_ntop(ai->ai_family, address, text, sizeof text)) {
+            addresses.emplace_back(text);
+        }
+    }
+    freeaddrinfo(result);
+    return addresses;
+}
+
+// "net ads auth": see BuildAuthCommand (net_front.cpp) for the mechanism.
+int RunAdsAuth(const netfront::ParsedArgs& parsed) {
+    netfront::AuthPlan plan;
+    std::string error;
+    if (!netfront::BuildAuthCommand(parsed, plan, error)) {
+        std::fprintf(stderr,
+                     "net ads auth: %s\n"
+                     "Usage: net ads auth [-U user%%password | -P | -k | -A file] [-S server] "
+                     "[ntlm|krb5]\n"
+                     "    Authenticate to the directory service (LDAP) of the domain "
+                     "controller server\n"
+                     "    with NTLM (ntlm) or Kerberos (krb5); exit status 0 on success.\n",
+                     error.c_str());
+        return 255;
+    }
+    int outFd = -1, errFd = -1;
+    pid_t pid = Start(plan.argv, &outFd, &errFd);
+    if (pid < 0) {
+        ReportCannotRun();
+        return 255;
+    }
+    std::string contactedAddress, contactedName;
+    std::vector<std::string> failureLines;
+    netfront::LineReader out(outFd), err(errFd);
+    while (out.open() || err.open()) {
+        struct pollfd fds[2];
+        int count = 0;
+        if (out.open()) fds[count++] = {out.fd(), POLLIN, 0};
+        if (err.open()) fds[count++] = {err.fd(), POLLIN, 0};
+        if (poll(fds, static_cast<nfds_t>(count), -1) < 0) {
+            if (errno == EINTR) continue;
+            break;
+        }
+        for (int i = 0; i < count; ++i) {
+            if (fds[i].revents == 0) continue;
+            if (fds[i].fd == out.fd()) {
+                // The search result is not part of the answer; shown only when debugging.
+                out.Read([&](const std::string& line, bool) {
+                    if (plan.verbose) WriteAll(STDOUT_FILENO, line + "\n");
+                });
+            } else {
+                err.Read([&](const std::string& line, bool) {
+                    if (plan.verbose) WriteAll(STDERR_FILENO, line + "\n");
+                    std::string address = netfront::ContactedServerAddress(line);
+                    if (!address.empty()) contactedAddress = address;
+                    std::string name = netfront::ConnectedServerName(line);
+                    if (!name.empty()) contactedName = name;
+                    if (netfront::IsFailureLine(line)) failureLines.push_back(line);
+                });
+            }
+        }
+    }
+    int code = Wait(pid);
+
+    std::string method = plan.method.empty() ? "default" : plan.method;
+    std::string target = plan.server.empty() ? "the domain" : plan.server;
+    if (code == 0 && !netfront::IsRequestedServer(plan.server, AddressesOf(plan.server),
+                                                  contactedAddress, contactedName)) {
+        std::string reached = contactedName.empty() ? contactedAddress : contactedName;
+        std::fprintf(stderr, "net ads auth: %s did not answer (net reached %s instead)\n",
+                     plan.server.c_str(), reached.c_str());
+        std::fprintf(stderr, "ads_connect: No logon servers are currently available\n");
+        std::fprintf(stderr, "net ads auth: %s authentication to %s failed\n", method.c_str(),
+                     target.c_str());
+        return 255;
+    }
+    if (code == 0) {
+        std::string reached = contactedName.empty() ? contactedAddress : contactedName;
+        std::string via = reached.empty() || reached == plan.server ? "" : " (" + reached + ")";
+        std::printf("net ads auth: %s authentication to %s%s succeeded\n", method.c_str(),
+                    target.c_str(), via.c_str());
+        return 0;
+    }
+    if (!plan.verbose) {
+        for (const std::string& line : failureLines) WriteAll(STDERR_FILENO, line + "\n");
+    }
+    std::string reason = netfront::FailureReason(failureLines);
+    std::fprintf(stderr, "ads_connect: %s\n",
+                 reason.empty() ? "authentication failed" : reason.c_str());
+    std::fprintf(stderr, "net ads auth: %s authentication to %s failed\n", method.c_str(),
+                 target.c_str());
+    return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 1) return 255;
+    std::vector<std::string> args(argv, argv + argc);
+    netfront::ParsedArgs parsed =
+        netfront::ParseArgs(std::vector<std::string>(args.begin() + 1, args.end()));
+    switch (netfront::Classify(parsed)) {
+        case netfront::Kind::kAdsInfo:
+            InstallForwarding();
+            return RunAdsInfo(args, parsed);
+        case netfront::Kind::kAdsAuth:
+            InstallForwarding();
+            return RunAdsAuth(parsed);
+        case netfront::Kind::kPassThrough:
+            break;
+    }
+    execv(netfront::kSystemNet, argv);
+    ReportCannotRun();
+    return 127;
+}
