@@ -10,13 +10,14 @@ inline std::string TestbedValue(const char* name, const char* fallback) {
 }
 
 struct Testbed {
-    std::string realm = TestbedValue("REALM", "EXAMPLE.TEST");
-    std::string dnsDomain = TestbedValue("DNS_DOMAIN", "example.test");
-    std::string workgroup = TestbedValue("WORKGROUP", "EXAMPLE");
-    std::string dc1 = TestbedValue("DC1_IP", "192.0.2.10");
-    std::string dc2 = TestbedValue("DC2_IP", "");  // a stopped second controller, when set
-    std::string adminPassword = TestbedValue("ADMIN_PASSWORD", "");
-    std::string userPassword = TestbedValue("USER_PASSWORD", "");
-    std::string wrongPassword = TestbedValue("WRONG_PASSWORD", "wrong");
-    std::string hostname = TestbedValue("SERVER_HOSTNAME", "nas01");
+    std::string realm = TestbedValue("TESTBED_REALM", "EXAMPLE.TEST");
+    std::string dnsDomain = TestbedValue("TESTBED_DNS_DOMAIN", "example.test");
+    std::string workgroup = TestbedValue("TESTBED_WORKGROUP", "EXAMPLE");
+    std::string dc1 = TestbedValue("TESTBED_DC1_IP", "192.0.2.10");
+    // A second controller that is stopped, when the runner made one.
+    std::string dc2 = TestbedValue("DSCHECK_STOPPED_DC", "");
+    std::string adminPassword = TestbedValue("TESTBED_ADMIN_PASSWORD", "");
+    std::string userPassword = TestbedValue("TESTBED_USER_PASSWORD", "");
+    std::string wrongPassword = TestbedValue("TESTBED_WRONG_PASSWORD", "wrong");
+    std::string hostname = TestbedValue("TESTBED_SERVER_HOSTNAME", "nas01");
 };

@@ -5,7 +5,6 @@
 #include "dns_server.hpp"
 #include "net_lab.hpp"
 #include "sandbox.hpp"
-#include "string_array.hpp"
 #include "tcp_listener.hpp"
 #include "tool_override.hpp"
 #include "util.hpp"

@@ -4,7 +4,6 @@
 #include "call.hpp"
 #include "dns_server.hpp"
 #include "sandbox.hpp"
-#include "string_array.hpp"
 #include "tool_override.hpp"
 
 namespace {

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "call.hpp"
 #include "dns_server.hpp"
 #include "sandbox.hpp"
-#include "string_array.hpp"
 #include "tool_override.hpp"
 
 namespace {

@@ -5,9 +5,9 @@
 #include <set>
 #include <string>
 
+#include "call.hpp"
 #include "net_lab.hpp"
 #include "sandbox.hpp"
-#include "string_array.hpp"
 #include "tcp_listener.hpp"
 
 namespace {

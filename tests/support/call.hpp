@@ -1,8 +1,11 @@
-// Runs one entry function in process, as the host would.
+// Runs one entry function in process, as the host would; JSON helpers for expectations.
 #pragma once
 
 #include <json/value.h>
+#include <json/writer.h>
 
+#include <initializer_list>
+#include <ostream>
 #include <string>
 
 #include "api_request.hpp"
@@ -21,3 +24,16 @@ inline QARN::APIResponse CallEntry(QARN::APIEntryFunction entry,
 
 // Parses a JSON text; tests write expected values compactly.
 Json::Value ParseJson(const std::string& text);
+
+inline Json::Value StringArray(std::initializer_list<const char*> texts) {
+    Json::Value array(Json::arrayValue);
+    for (const char* text : texts) array.append(text);
+    return array;
+}
+
+namespace Json {
+// Readable JSON in test failure messages.
+inline void PrintTo(const Value& value, std::ostream* os) {
+    *os << value.toStyledString();
+}
+}  // namespace Json

@@ -118,6 +118,25 @@ TEST(NetFrontInfo, OnlyTheKeyChanges) {
     EXPECT_EQ(RewriteInfoLine("   : x y"), "   : x y");
 }
 
+TEST(NetFrontInfo, ValueOfAKey) {
+    EXPECT_EQ(InfoValue("LDAP server: 192.0.2.10", "LDAP server"), "192.0.2.10");
+    EXPECT_EQ(InfoValue("LDAP server name: dc1.example.test", "LDAP server"), "");
+    EXPECT_EQ(InfoValue("LDAP server name:   dc1", "LDAP server name"), "dc1");
+    EXPECT_EQ(InfoValue("Realm: X", "LDAP server"), "");
+}
+
+TEST(NetFrontInfo, AServerIsNotReplacedByAnother) {
+    using Args = std::vector<std::string>;
+    const std::string pin = "--option=name resolve order=host";
+    const Args withServer = {"ads", "info", "-S", "192.0.2.10"};
+    EXPECT_EQ(PinnedInfoArgs(withServer, ParseArgs(withServer)),
+              (Args{"ads", "info", "-S", "192.0.2.10", pin}));
+    const Args noServer = {"ads", "info"};
+    EXPECT_EQ(PinnedInfoArgs(noServer, ParseArgs(noServer)), noServer);
+    const Args ownOrder = {"ads", "info", "-S", "dc1", "--option=name resolve order=bcast"};
+    EXPECT_EQ(PinnedInfoArgs(ownOrder, ParseArgs(ownOrder)), ownOrder);
+}
+
 TEST(NetFrontAuth, NtlmForcesKerberosOffAndKeepsTheCredentials) {
     AuthPlan plan;
     std::string error;

@@ -103,21 +103,39 @@ int Wait(pid_t pid) {
     return ExitCode(status);
 }
 
-// "net ads info": the system's net with its output keys rewritten; stderr passes untouched.
+std::vector<std::string> AddressesOf(const std::string& host);
+
+// "net ads info": the system's net with its output keys rewritten; stderr passes untouched. With
+// -S, an answer from another controller than the one asked for is a failure.
 int RunAdsInfo(const std::vector<std::string>& args, const netfront::ParsedArgs& parsed) {
     int outFd = -1;
-    pid_t pid = Start(args, &outFd, nullptr);
+    pid_t pid = Start(netfront::PinnedInfoArgs(args, parsed), &outFd, nullptr);
     if (pid < 0) {
         ReportCannotRun();
         return 255;
     }
+    std::string output, contactedAddress, contactedName;
     netfront::LineReader reader(outFd);
     while (reader.Read([&](const std::string& line, bool newline) {
+        std::string address = netfront::InfoValue(line, "LDAP server");
+        if (!address.empty()) contactedAddress = address;
+        std::string name = netfront::InfoValue(line, "LDAP server name");
+        if (!name.empty()) contactedName = name;
         std::string text = parsed.json ? line : netfront::RewriteInfoLine(line);
-        WriteAll(STDOUT_FILENO, newline ? text + "\n" : text);
+        output += newline ? text + "\n" : text;
     })) {
     }
-    return Wait(pid);
+    int code = Wait(pid);
+    if (code == 0 && !parsed.json &&
+        !netfront::IsRequestedServer(parsed.server, AddressesOf(parsed.server), contactedAddress,
+                                     contactedName)) {
+        std::fprintf(stderr, "net ads info: %s did not answer (net reached %s instead)\n",
+                     parsed.server.c_str(), contactedAddress.c_str());
+        std::fprintf(stderr, "Didn't find the ldap server!\n");
+        return 255;
+    }
+    WriteAll(STDOUT_FILENO, output);
+    return code;
 }
 
 std::vector<std::string> AddressesOf(const std::string& host) {

@@ -330,4 +330,23 @@ bool IsRequestedServer(const std::string& requested, const std::vector<std::stri
            EqualsIgnoreCase(FirstLabel(requested), FirstLabel(contactedName));
 }
 
+std::string InfoValue(const std::string& line, const std::string& key) {
+    if (line.compare(0, key.size() + 1, key + ":") != 0) return "";
+    size_t value = line.find_first_not_of(" \t", key.size() + 1);
+    return value == std::string::npos ? "" : line.substr(value);
+}
+
+std::vector<std::string> PinnedInfoArgs(const std::vector<std::string>& args,
+                                        const ParsedArgs& parsed) {
+    std::vector<std::string> pinned = args;
+    if (parsed.server.empty()) return pinned;
+    for (const Option& option : parsed.options) {
+        if (option.name == "--option" && option.value.find("name resolve order") == 0) {
+            return pinned;
+        }
+    }
+    pinned.push_back("--option=name resolve order=host");
+    return pinned;
+}
+
 }  // namespace netfront

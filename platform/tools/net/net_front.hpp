@@ -50,6 +50,15 @@ Kind Classify(const ParsedArgs& parsed);
 // left alone.
 std::string RewriteInfoLine(const std::string& line);
 
+// The value of a "key: value" line of "net ads info" for key ("LDAP server"), or "".
+std::string InfoValue(const std::string& line, const std::string& key);
+
+// "net ads info -S HOST" reports on HOST and no other: Samba's net would fall back to another
+// controller of the domain when HOST does not answer, so name resolution is pinned to the host
+// unless the caller chose a name resolve order.
+std::vector<std::string> PinnedInfoArgs(const std::vector<std::string>& args,
+                                        const ParsedArgs& parsed);
+
 // "net ads auth [OPTIONS] [-S HOST] [ntlm|krb5]" realised as an authenticated LDAP search of the
 // domain object with the system's net (see BuildAuthCommand in net_front.cpp for why).
 struct AuthPlan {
