@@ -173,8 +173,8 @@ int QARNLDAPDebugEnabled(void);
 
 /* 1 when this server is bound to an LDAP server as a client, that is, when the system's name
  * service takes users from LDAP: the "passwd" line of /etc/nsswitch.conf lists the source
- * "ldap" (nslcd / libnss-ldap(d)). 0 when it does not or the file is missing; negative when the
- * file cannot be read. */
+ * "ldap" (nslcd / libnss-ldap(d)). 0 when it does not, or when the file is missing or cannot be
+ * read. */
 int QARNLDAPIsBinded(void);
 
 #ifdef __cplusplus

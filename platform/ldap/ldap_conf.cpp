@@ -227,9 +227,8 @@ extern "C" int QARNLDAPIsBinded(void) {
     std::vector<std::string> lines;
     try {
         if (!ReadLines("/etc/nsswitch.conf", &lines)) {
-            if (errno == ENOENT) return 0;
-            QARNLDAP_SET_ERR(QARN_LDAP_ERR_CONF);
-            return -1;
+            if (errno != ENOENT) QARNLDAP_SET_ERR(QARN_LDAP_ERR_CONF);
+            return 0;
         }
         for (std::string line : lines) {
             size_t hash = line.find('#');
@@ -257,7 +256,6 @@ extern "C" int QARNLDAPIsBinded(void) {
         }
     } catch (const std::bad_alloc&) {
         QARNLDAP_SET_ERR(QARN_LDAP_ERR_NOMEM);
-        return -1;
     }
     return 0;
 }

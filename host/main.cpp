@@ -1,0 +1,77 @@
+// dscheck: loads the check module and answers requests from the command line.
+#include <json/writer.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "command_line.hpp"
+#include "module.hpp"
+#include "request_dispatcher.hpp"
+
+namespace {
+
+std::string HostDirectory() {
+    std::vector<char> path(4096);
+    ssize_t length = readlink("/proc/self/exe", path.data(), path.size() - 1);
+    if (length <= 0) return ".";
+    std::string exe(path.data(), static_cast<size_t>(length));
+    return exe.substr(0, exe.rfind('/'));
+}
+
+// The module beside the host (build tree), else the installed one.
+std::string DefaultModulePath() {
+    std::string directory = HostDirectory();
+    std::string beside = directory + "/dscheck.so";
+    if (access(beside.c_str(), R_OK) == 0) return beside;
+    return directory + "/../lib/dscheck/dscheck.so";
+}
+
+std::string InvokingUser() {
+    passwd* entry = getpwuid(geteuid());
+    return entry != nullptr ? entry->pw_name : std::to_string(geteuid());
+}
+
+int List(const Module& module) {
+    for (const QARN::WebAPIEntry* row : module.Rows()) {
+        std::cout << row->api << '\t' << row->version << '\t' << row->method << '\t'
+                  << Module::EntryName(*row) << '\n';
+    }
+    return kExitSuccess;
+}
+
+int Call(const Module& module, const CallRequest& call) {
+    CallResult result = RequestDispatcher(module).Call(call);
+    if (result.reply.isNull()) {
+        std::cerr << "dscheck: " << result.message << '\n';
+        return result.status;
+    }
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "";
+    std::cout << Json::writeString(writer, result.reply) << std::endl;
+    return result.status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CommandLine line;
+    line.call.loginUser = InvokingUser();
+    std::string error;
+    if (!line.Parse(std::vector<std::string>(argv + 1, argv + argc), error)) {
+        std::cerr << "dscheck: " << error << '\n' << CommandLine::kUsage;
+        return kExitUsage;
+    }
+    if (line.command == CommandLine::Command::kHelp) {
+        std::cout << CommandLine::kUsage;
+        return kExitSuccess;
+    }
+    Module module;
+    if (!module.Load(line.modulePath.empty() ? DefaultModulePath() : line.modulePath, error)) {
+        std::cerr << "dscheck: cannot load the module: " << error << '\n';
+        return kExitUsage;
+    }
+    return line.command == CommandLine::Command::kList ? List(module) : Call(module, line.call);
+}

@@ -1,0 +1,25 @@
+// Domain membership as Samba's configuration states it.
+#include <strings.h>
+
+#include "qarn.h"
+
+namespace {
+
+const char kSmbConf[] = "/etc/samba/smb.conf";
+
+bool SmbConfValueIs(const char* key, const char* expected) {
+    char value[64];
+    return QLIBCFileGetKeyValue(kSmbConf, key, value, sizeof(value), 0) > 0 &&
+           strcasecmp(value, expected) == 0;
+}
+
+}  // namespace
+
+extern "C" int QARNWinsIsJoined(void) {
+    return SmbConfValueIs("security", "ads") || SmbConfValueIs("security", "domain");
+}
+
+extern "C" int QARNWinsIsQarnADS(void) {
+    return SmbConfValueIs("server role", "active directory domain controller") ||
+           SmbConfValueIs("server role", "dc");
+}

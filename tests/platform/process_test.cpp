@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <string>
+
+#include "qlibc.h"
+#include "sandbox.hpp"
+
+namespace {
+
+std::string ReadAll(FILE* stream) {
+    std::string text;
+    char buffer[256];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof(buffer), stream)) > 0) text.append(buffer, n);
+    return text;
+}
+
+const char kScript[] = "/usr/local/bin/speak";
+
+TEST(Popenv, ModeSelectsTheStreams) {
+    Sandbox::WriteScript(kScript,
+                         "echo \"out $1\"; echo err >&2; read x && echo \"stdin $x\"; exit 3");
+    char* argv[] = {const_cast<char*>(kScript), const_cast<char*>("a;b"), nullptr};
+    for (auto [mode, expected] :
+         {std::pair<const char*, const char*>{"r", "out a;b\n"}, {"rB", "out a;b\nerr\n"}}) {
+        FILE* stream = QLIBCPopenv(kScript, mode, argv);
+        ASSERT_NE(stream, nullptr);
+        EXPECT_EQ(ReadAll(stream), expected);
+        int status = QLIBCPclose(stream);
+        ASSERT_TRUE(WIFEXITED(status));
+        EXPECT_EQ(WEXITSTATUS(status), 3);
+    }
+}
+
+TEST(Popenv, RefusesWhatCannotRun) {
+    char* argv[] = {const_cast<char*>("/nonexistent"), nullptr};
+    EXPECT_EQ(QLIBCPopenv("/nonexistent", "r", argv), nullptr);
+    EXPECT_EQ(QLIBCPopenv("/bin/true", "w", argv), nullptr);
+    EXPECT_EQ(QLIBCPclose(stdin), -1);
+}
+
+TEST(Popen, TakesAnArgumentList) {
+    FILE* stream = QLIBCPopen("/bin/echo", "r", "one", "two", nullptr);
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(ReadAll(stream), "one two\n");
+    EXPECT_EQ(QLIBCPclose(stream), 0);
+}
+
+TEST(Exec, ReturnsTheExitStatus) {
+    Sandbox::WriteScript(kScript, "echo \"$#:$*\" > /tmp/args; exit $1");
+    EXPECT_EQ(QLIBCExec(kScript, "0", nullptr, "ignored", nullptr), 0);
+    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "1:0\n");
+    EXPECT_EQ(QLIBCExec(kScript, "4", "b", "c", "d"), 4);
+    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "4:4 b c d\n");
+    EXPECT_LT(QLIBCExec("/nonexistent", nullptr, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(QLIBCExecl(kScript, QLIBC_EXEC_QUIET, "7", "x", nullptr), 7);
+    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "2:7 x\n");
+}
+
+TEST(Exec, SignalledProgramIsNegative) {
+    Sandbox::WriteScript(kScript, "kill -9 $$");
+    EXPECT_LT(QLIBCExec(kScript, nullptr, nullptr, nullptr, nullptr), 0);
+}
+
+TEST(StringList, GrowsAndIndexes) {
+    QLIBC_SZLIST* list = QLIBCSzListAlloc(1);
+    ASSERT_NE(list, nullptr);
+    for (const char* value : {"a", "b", "c"}) EXPECT_GT(QLIBCSzListPush(&list, value), 0);
+    EXPECT_EQ(QLIBCSzListCount(list), 3);
+    EXPECT_STREQ(QLIBCSzListGet(list, 2), "c");
+    EXPECT_EQ(QLIBCSzListGet(list, 3), nullptr);
+    EXPECT_LT(QLIBCSzListPush(&list, nullptr), 0);
+    QLIBCSzListFree(list);
+}
+
+TEST(StringTable, SetReplaceRemove) {
+    QLIBC_SZHASH* table = QLIBCSzHashAlloc(1024);
+    EXPECT_EQ(QLIBCSzHashSetValue(table, "realm", "A"), 0);
+    EXPECT_EQ(QLIBCSzHashSetValue(table, "realm", "B"), 0);
+    EXPECT_STREQ(QLIBCSzHashGetValue(table, "realm"), "B");
+    EXPECT_EQ(QLIBCSzHashRemoveKey(table, "realm"), 0);
+    EXPECT_EQ(QLIBCSzHashRemoveKey(table, "realm"), -1);
+    EXPECT_EQ(QLIBCSzHashCount(table), 0);
+    QLIBCSzHashFree(table);
+}
+
+TEST(Unicode, CaseInsensitiveEquality) {
+    EXPECT_EQ(QLIBCUnicodeUTF8StrCaseCmp("HOST/Server.Example.TEST", "host/server.example.test"),
+              0);
+    EXPECT_NE(QLIBCUnicodeUTF8StrCaseCmp("cifs/a", "host/a"), 0);
+}
+
+}  // namespace

@@ -1,0 +1,17 @@
+#include "call.hpp"
+
+#include <json/reader.h>
+
+#include <memory>
+#include <stdexcept>
+
+Json::Value ParseJson(const std::string& text) {
+    Json::CharReaderBuilder builder;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value value;
+    std::string errors;
+    if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
+        throw std::invalid_argument("bad JSON in test: " + errors);
+    }
+    return value;
+}

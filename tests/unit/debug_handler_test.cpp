@@ -1,0 +1,92 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <thread>
+
+#include "api_table.hpp"
+#include "call.hpp"
+
+namespace {
+
+struct IssueCase {
+    const char* name;
+    const char* params;
+    int code;
+    const char* details;
+};
+
+class GenerateIssueTest : public testing::TestWithParam<IssueCase> {};
+
+TEST_P(GenerateIssueTest, ReportsTheDescribedError) {
+    const IssueCase& c = GetParam();
+    QARN::APIResponse response = CallEntry(GenerateIssue_v1, ParseJson(c.params));
+    ASSERT_TRUE(response.IsAnswered());
+    ASSERT_FALSE(response.IsSuccess());
+    EXPECT_EQ(response.GetErrorCode(), c.code);
+    Json::Value details = response.GetData();
+    for (const char* link : {"link_server_exception", "link_ntlm_traffic", "link_ntlm_auth"}) {
+        if (details["info"].isMember(link)) details["info"][link] = "L";
+    }
+    EXPECT_EQ(details, ParseJson(c.details));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, GenerateIssueTest,
+    testing::Values(IssueCase{"NoParameters", "{}", 0,
+                              R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
+                    IssueCase{"AnyOtherLevelIsAWarningWithLinks",
+                              R"({"errCode": 1034, "level": 5})", 1034,
+                              R"({"info": {"pass_test": true, "link_server_exception": "L",
+                      "link_ntlm_traffic": "L", "link_ntlm_auth": "L"},
+                      "isPlural": false, "level": 1})"},
+                    IssueCase{"NegativeLevelIsAWarning", R"({"errCode": 1120, "level": -1})", 1120,
+                              R"({"info": {"pass_test": true}, "isPlural": false, "level": 1})"},
+                    IssueCase{"PluralAndData", R"({"errCode": 1082, "isPlural": true,
+                      "data": {"ips": ["192.0.2.1", "192.0.2.2"]}})",
+                              1082,
+                              R"({"info": {"ips": ["192.0.2.1", "192.0.2.2"], "pass_test": true},
+                      "isPlural": true, "level": 0})"},
+                    IssueCase{"FalseMarkerIsReportedAsTrue", R"({"errCode": 1001,
+                      "data": {"pass_test": false}})",
+                              1001,
+                              R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
+                    IssueCase{"NonBooleanMarkerDoesNotPass", R"({"data": {"pass_test": 1}})", 0,
+                              R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
+                    IssueCase{"NegativeDelayDoesNotWait", R"({"delay": -3, "errCode": 1010})", 1010,
+                              R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"}),
+    [](const testing::TestParamInfo<IssueCase>& info) { return info.param.name; });
+
+TEST(GenerateIssue, RetryOfAGeneratedIssuePasses) {
+    QARN::APIResponse first = CallEntry(GenerateIssue_v1, ParseJson(R"({"errCode": 1086})"));
+    Json::Value retry(Json::objectValue);
+    retry["errCode"] = 1086;
+    retry["data"] = first.GetData()["info"];
+    QARN::APIResponse second = CallEntry(GenerateIssue_v1, retry);
+    EXPECT_TRUE(second.IsSuccess());
+    EXPECT_TRUE(second.GetData().isNull());
+}
+
+void IgnoreSignal(int) {}
+
+TEST(GenerateIssue, DelaySurvivesSignals) {
+    struct sigaction action {};
+    action.sa_handler = IgnoreSignal;
+    sigaction(SIGUSR1, &action, nullptr);
+    pthread_t caller = pthread_self();
+    std::thread interrupter([caller] {
+        for (int i = 0; i < 5; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            pthread_kill(caller, SIGUSR1);
+        }
+    });
+    auto start = std::chrono::steady_clock::now();
+    QARN::APIResponse response =
+        CallEntry(GenerateIssue_v1, ParseJson(R"({"delay": 1, "data": {"pass_test": true}})"));
+    auto waited = std::chrono::steady_clock::now() - start;
+    interrupter.join();
+    EXPECT_TRUE(response.IsSuccess());
+    EXPECT_GE(waited, std::chrono::seconds(1));
+}
+
+}  // namespace

@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+
+#include "qlibc.h"
+#include "sandbox.hpp"
+#include "util.hpp"
+
+namespace {
+
+const std::string kTool = "/usr/local/bin/tool";
+const std::string kRuns = "/tmp/runs";
+
+// A fake tool that records each run's arguments, then runs body.
+void WriteTool(const std::string& body) {
+    Sandbox::WriteScript(kTool, "echo \"$0 $*\" >> " + kRuns + "\n" + body);
+}
+
+int RunCount() {
+    std::string runs = Sandbox::ReadFile(kRuns);
+    return static_cast<int>(std::count(runs.begin(), runs.end(), '\n'));
+}
+
+std::vector<std::string> Collect(const std::vector<std::string>& argv, int* status,
+                                 int attempts = 1, int limit = 0) {
+    std::vector<std::string> lines;
+    ExecuteCmd(
+        argv,
+        [&](std::string line) {
+            lines.push_back(line);
+            return false;
+        },
+        status, attempts, limit);
+    return lines;
+}
+
+TEST(ExecuteCmd, RunsTheProgramDirectlyWithoutALimit) {
+    WriteTool("echo out; echo err >&2; exit 0");
+    int status = -7;
+    std::vector<std::string> lines = Collect({kTool, "a b", "$HOME;x"}, &status);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(lines, (std::vector<std::string>{"out\n", "err\n"}));
+    EXPECT_EQ(Sandbox::ReadFile(kRuns), kTool + " a b $HOME;x\n");
+}
+
+TEST(ExecuteCmd, PositiveLimitRunsUnderTimeout) {
+    Sandbox::WriteScript("/usr/bin/timeout", "echo \"$0 $*\" >> " + kRuns);
+    int status = -7;
+    EXPECT_TRUE(ExecuteCmd({kTool, "x"}, nullptr, &status, 1, 5));
+    EXPECT_EQ(Sandbox::ReadFile(kRuns), "/usr/bin/timeout 5 " + kTool + " x\n");
+}
+
+TEST(ExecuteCmd, TimeLimitIsRetriedThenReported) {
+    WriteTool("sleep 5");
+    int status = 0;
+    EXPECT_FALSE(ExecuteCmd({kTool}, nullptr, &status, 3, 1));
+    EXPECT_EQ(status, 124);
+    EXPECT_EQ(RunCount(), 3);
+}
+
+TEST(ExecuteCmd, FailureIsNotRetried) {
+    WriteTool("exit 1");
+    int status = 0;
+    EXPECT_FALSE(ExecuteCmd({kTool}, nullptr, &status, 3, 5));
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(RunCount(), 1);
+}
+
+TEST(ExecuteCmd, CallbackStopsTheReading) {
+    WriteTool("yes line");
+    int seen = 0;
+    int status = 0;
+    ExecuteCmd(
+        {kTool},
+        [&](std::string) {
+            ++seen;
+            return true;
+        },
+        &status, 1, 10);
+    EXPECT_EQ(seen, 1);
+    EXPECT_NE(status, 124);
+}
+
+TEST(ExecuteCmd, LongLinesArriveInPieces) {
+    WriteTool("printf '%01500d\\n' 0");
+    int status = -1;
+    std::vector<std::string> lines = Collect({kTool}, &status);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].size(), 1023u);
+    EXPECT_EQ(lines[1].size(), 1500u - 1023u + 1u);
+    EXPECT_EQ(lines[1].back(), '\n');
+}
+
+TEST(ExecuteCmd, MissingProgramCountsAsTimeLimit) {
+    int status = 0;
+    EXPECT_FALSE(ExecuteCmd({"/usr/local/bin/none"}, nullptr, &status, 2, 0));
+    EXPECT_EQ(status, 124);
+}
+
+TEST(ExecuteCmd, BadArgumentsLeaveTheStatus) {
+    int status = 42;
+    EXPECT_FALSE(ExecuteCmd({}, nullptr, &status, 1, 0));
+    EXPECT_EQ(status, 42);
+    EXPECT_EQ(QLIBCErrGet(), 0xd00);
+    EXPECT_TRUE(Sandbox::Logged("Invaild Argument (!vstrArgs.empty())=[0]"));
+    EXPECT_FALSE(ExecuteCmd({"/bin/true"}, nullptr, &status, 0, 0));
+    EXPECT_EQ(status, 124);
+}
+
+TEST(ExecuteCmdLines, CollectsLinesOfTheLastRun) {
+    // Fails on the first run, succeeds on the second.
+    WriteTool(
+        "if [ ! -e /tmp/once ]; then touch /tmp/once; echo first; exit 3; fi\n"
+        "echo second; printf 'no newline'");
+    int status = 0;
+    std::vector<std::string> lines = ExecuteCmd(kTool, {}, &status, 2, 10, "r");
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(lines, (std::vector<std::string>{"second", "no newline"}));
+}
+
+TEST(ExecuteCmdLines, ModeRKeepsErrorsOut) {
+    WriteTool("echo out; echo err >&2");
+    int status = -1;
+    EXPECT_EQ(ExecuteCmd(kTool, {}, &status, 1, 10, "r"), std::vector<std::string>{"out"});
+    EXPECT_EQ(ExecuteCmd(kTool, {}, &status, 1, 10, "rB"),
+              (std::vector<std::string>{"out", "err"}));
+}
+
+TEST(ExecuteCmdLines, NoRunGivesMinusOne) {
+    int status = 0;
+    EXPECT_TRUE(ExecuteCmd(kTool, {}, &status, 0, 10, "r").empty());
+    EXPECT_EQ(status, -1);
+    status = 5;
+    EXPECT_TRUE(ExecuteCmd("", {}, &status, 1, 10, "r").empty());
+    EXPECT_EQ(status, 5);
+}
+
+TEST(ExecuteCmdGetKeyValues, TakesOnlyTheWantedKey) {
+    WriteTool(
+        "echo 'LDAP server name: dc1'\necho 'Server_time_offset: -12'\n"
+        "echo '#Server_time_offset: 5'\necho 'server_time_offset = 9'");
+    std::vector<std::string> values{"earlier"};
+    int status = -1;
+    EXPECT_TRUE(
+        ExecuteCmdGetKeyValues({kTool}, nullptr, "Server_time_offset", values, &status, 1, 10));
+    EXPECT_EQ(values, (std::vector<std::string>{"earlier", "-12"}));
+}
+
+TEST(ExecuteCmdGetKeyValues, FilterDropsLinesAndFailureKeepsTheList) {
+    WriteTool("echo 'k: skip me'; echo 'k: keep'; exit ${FAIL:-0}");
+    std::vector<std::string> values;
+    int status = -1;
+    auto skip = [](std::string line) { return line.find("skip") != std::string::npos; };
+    EXPECT_TRUE(ExecuteCmdGetKeyValues({kTool}, skip, "k", values, &status, 1, 10));
+    EXPECT_EQ(values, std::vector<std::string>{"keep"});
+    WriteTool("echo 'k: more'; exit 2");
+    EXPECT_FALSE(ExecuteCmdGetKeyValues({kTool}, nullptr, "k", values, &status, 1, 10));
+    EXPECT_EQ(status, 2);
+    EXPECT_EQ(values, std::vector<std::string>{"keep"});
+}
+
+TEST(ExecuteCmdGetMaps, EqualsSignComesBeforeColon) {
+    WriteTool("echo 'a = 1'; echo 'a=2'; echo 'b: x=y'; echo 'c: 3'; echo '; d = 4'; echo plain");
+    KeyValuesMap result{{"old", {"kept"}}};
+    int status = -1;
+    EXPECT_TRUE(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, 1, 10));
+    EXPECT_EQ(result,
+              (KeyValuesMap{{"old", {"kept"}}, {"a", {"1", "2"}}, {"b: x", {"y"}}, {"c", {"3"}}}));
+}
+
+TEST(ExecuteCmdGetMaps, TimeLimitDropsEverythingCollected) {
+    WriteTool("echo 'a = 1'; sleep 5");
+    KeyValuesMap result{{"old", {"kept"}}};
+    int status = -1;
+    EXPECT_FALSE(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, 2, 1));
+    EXPECT_EQ(status, 124);
+    EXPECT_EQ(RunCount(), 2);
+    EXPECT_EQ(result, (KeyValuesMap{{"old", {"kept"}}}));
+    EXPECT_FALSE(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, 0, 1));
+    EXPECT_EQ(status, 124);
+}
+
+TEST(ExecuteCmdGetMaps, RetryAfterTimeLimitStartsEmpty) {
+    WriteTool("echo \"run = $(wc -l < " + kRuns + ")\"\nif [ \"$(wc -l < " + kRuns +
+              ")\" -lt 2 ]; then sleep 5; fi");
+    KeyValuesMap result{{"old", {"dropped"}}};
+    int status = -1;
+    EXPECT_TRUE(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, 3, 1));
+    EXPECT_EQ(result, (KeyValuesMap{{"run", {"2"}}}));
+}
+
+}  // namespace

@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include "call.hpp"
+#include "sandbox.hpp"
+#include "util.hpp"
+
+namespace {
+
+TEST(StripWhitespaces, RemovesBlanksAndQuotesAtBothEnds) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"\" abc \"", "abc"}, {"\t\r\n a b \n", "a b"},
+        {" \"\" \t", ""},     {"", ""},
+        {"x\"y", "x\"y"},     {"\"quoted value\"", "quoted value"},
+    };
+    for (auto [text, expected] : cases) {
+        StripWhitespaces(text);
+        EXPECT_EQ(text, expected);
+    }
+}
+
+TEST(ToLower, OnlyAsciiCapitalsChange) {
+    std::string text = "AbC-Ünï-Z9";
+    EXPECT_EQ(ToLower(text), "abc-Ünï-z9");
+    EXPECT_EQ(text, "abc-Ünï-z9");
+}
+
+TEST(SplitString, FollowsTheStreamLineReader) {
+    auto keepNonEmpty = [](std::string& piece) {
+        StripWhitespaces(piece);
+        return !piece.empty();
+    };
+    using Pieces = std::vector<std::string>;
+    EXPECT_EQ(SplitString("192.0.2.1,192.0.2.2", ',', nullptr), (Pieces{"192.0.2.1", "192.0.2.2"}));
+    EXPECT_EQ(SplitString("a,,b,", ',', nullptr), (Pieces{"a", "", "b"}));
+    EXPECT_EQ(SplitString("", ',', nullptr), Pieces{});
+    EXPECT_EQ(SplitString("a, ,b", ',', keepNonEmpty), (Pieces{"a", "b"}));
+}
+
+KeyValueMap LoadFile(const std::string& path) {
+    std::ifstream input(path);
+    return FileLoadKeyValues(input);
+}
+
+TEST(FileLoadKeyValues, AllSectionsInOneMapLastValueWins) {
+    Sandbox::WriteFile("/etc/samba/smb.conf",
+                       "[global]\n  workgroup = EXAMPLE\n# realm = COMMENTED\n"
+                       "  realm = \"EXAMPLE.TEST\"\n; passdb backend = x\n"
+                       "[share]\n  passdb backend = tdbsam\nno separator\n");
+    KeyValueMap values = LoadFile("/etc/samba/smb.conf");
+    EXPECT_EQ(values, (KeyValueMap{{"workgroup", "EXAMPLE"},
+                                   {"realm", "EXAMPLE.TEST"},
+                                   {"passdb backend", "tdbsam"}}));
+}
+
+TEST(FileLoadKeyValues, IncludedValuesReplaceEarlierOnes) {
+    Sandbox::WriteFile("/etc/samba/extra.conf", "realm = INCLUDED\nsecurity = ads\n");
+    Sandbox::WriteFile("/etc/samba/smb.conf",
+                       "realm = MAIN\ninclude = /etc/samba/extra.conf\n"
+                       "include = /etc/samba/missing.conf\nworkgroup = W\n");
+    EXPECT_EQ(LoadFile("/etc/samba/smb.conf"),
+              (KeyValueMap{{"realm", "INCLUDED"}, {"security", "ads"}, {"workgroup", "W"}}));
+}
+
+TEST(FileLoadKeyValues, IncludeCyclesEnd) {
+    Sandbox::WriteFile("/tmp/a.conf", "a = 1\ninclude = /tmp/b.conf\n");
+    Sandbox::WriteFile("/tmp/b.conf", "b = 2\ninclude = /tmp/a.conf\ninclude = /tmp/b.conf\n");
+    EXPECT_EQ(LoadFile("/tmp/a.conf"), (KeyValueMap{{"a", "1"}, {"b", "2"}}));
+}
+
+TEST(FileLoadKeyValues, StreamNotOpenGivesNothing) {
+    std::ifstream closed;
+    EXPECT_TRUE(FileLoadKeyValues(closed).empty());
+}
+
+std::string Utf16LE(const std::u16string& text) {
+    std::string bytes;
+    for (char16_t c : text) {
+        bytes += static_cast<char>(c & 0xff);
+        bytes += static_cast<char>(c >> 8);
+    }
+    return bytes;
+}
+
+TEST(ReadFileUTF16ToUTF8, DropsTheMarkAndStripsEachLine) {
+    Sandbox::WriteFile("/tmp/GptTmpl.inf",
+                       Utf16LE(u"\uFEFF[Unicode]\r\nUnicode=yes\r\n\r\n"
+                               u"MinimumPasswordAge = 1 \r\nName=\u00C5sa\r\n"));
+    std::vector<std::string> lines{"kept"};
+    ASSERT_EQ(ReadFileUTF16ToUTF8("/tmp/GptTmpl.inf", lines), 0);
+    EXPECT_EQ(lines, (std::vector<std::string>{"kept", "[Unicode]", "Unicode=yes", "",
+                                               "MinimumPasswordAge = 1", "Name=\u00C5sa"}));
+}
+
+TEST(ReadFileUTF16ToUTF8, LongLinesArriveInPieces) {
+    Sandbox::WriteFile("/tmp/long.inf", Utf16LE(std::u16string(1500, u'x') + u"\n"));
+    std::vector<std::string> lines;
+    ASSERT_EQ(ReadFileUTF16ToUTF8("/tmp/long.inf", lines), 0);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].size() + lines[1].size(), 1500u);
+}
+
+TEST(ReadFileUTF16ToUTF8, MissingFileIsMinusOne) {
+    std::vector<std::string> lines;
+    EXPECT_EQ(ReadFileUTF16ToUTF8("/tmp/none.inf", lines), -1);
+    EXPECT_TRUE(lines.empty());
+}
+
+TEST(JsonArrays, RemoveDuplicatesKeepsFirstOccurrences) {
+    Json::Value array = ParseJson(R"(["a", "b", "a", "c", "b"])");
+    RemoveDuplicates(array);
+    EXPECT_EQ(array, ParseJson(R"(["a", "b", "c"])"));
+    Json::Value null;
+    RemoveDuplicates(null);
+    EXPECT_EQ(null, Json::Value(Json::arrayValue));
+}
+
+TEST(JsonArrays, ConcatAppendsInOrderAndSkipsNull) {
+    Json::Value first = ParseJson(R"(["a"])");
+    EXPECT_EQ(ConcatJsonArray(first, Json::Value()), first);
+    EXPECT_EQ(ConcatJsonArray(Json::Value(), ParseJson(R"(["b"])"), ParseJson(R"(["c", "d"])")),
+              ParseJson(R"(["b", "c", "d"])"));
+    EXPECT_EQ(ConcatJsonArray(first, first), ParseJson(R"(["a", "a"])"));
+}
+
+TEST(JsonFiles, RoundTripAndFailures) {
+    Json::Value value = ParseJson(R"({"init_time": 100, "runner": "admin"})");
+    ASSERT_TRUE(JsonToFile(value, "/tmp/value.json"));
+    Json::Value read;
+    ASSERT_TRUE(JsonFromFile("/tmp/value.json", read));
+    EXPECT_EQ(read, value);
+    EXPECT_FALSE(JsonToFile(value, "/tmp/no/such/dir/value.json"));
+    EXPECT_FALSE(JsonFromFile("/tmp/none.json", read));
+    Sandbox::WriteFile("/tmp/broken.json", "{\"a\": ");
+    EXPECT_FALSE(JsonFromFile("/tmp/broken.json", read));
+}
+
+}  // namespace
