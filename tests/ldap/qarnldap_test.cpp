@@ -25,16 +25,7 @@ namespace {
 const char kConf[] = QARN_LDAP_CONF_PATH;
 const char kDefaults[] = QARN_LDAP_CONF_DEFAULTS_PATH;
 
-// The certificates all instances share, and a CA that signed none of them.
-const std::string& Certificates() {
-    static const std::string dir = [] {
-        std::string path = "/tmp/certs";
-        EXPECT_TRUE(Slapd::MakeCertificates(path));
-        return path;
-    }();
-    return dir;
-}
-
+// A CA that signed none of the instances' certificates.
 const std::string& OtherCA() {
     static const std::string dir = [] {
         std::string path = "/tmp/other-ca";
@@ -44,17 +35,14 @@ const std::string& OtherCA() {
     return dir;
 }
 
-// An instance started on first use; stopped when the test process ends.
+const std::string& Certificates() {
+    return Slapd::SharedCertificates();
+}
+
 const Slapd& Server(const std::vector<std::string>& options) {
-    static std::map<std::vector<std::string>, std::unique_ptr<Slapd>> servers;
-    std::unique_ptr<Slapd>& server = servers[options];
-    if (!server) {
-        server.reset(new Slapd);
-        std::vector<std::string> all = options;
-        all.insert(all.end(), {"--certs", Certificates()});
-        EXPECT_TRUE(server->Start(all)) << "slapd did not start";
-    }
-    return *server;
+    const Slapd& server = Slapd::Shared(options);
+    EXPECT_FALSE(server.Get("PID").empty()) << "slapd did not start";
+    return server;
 }
 
 // This platform's directory layout on the standard ports; only bound clients read entries.

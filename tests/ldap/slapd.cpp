@@ -3,6 +3,8 @@
 #include <stdlib.h>
 
 #include <fstream>
+#include <map>
+#include <memory>
 
 #include "sandbox.hpp"
 
@@ -25,7 +27,7 @@ bool Slapd::Start(const std::vector<std::string>& options) {
     char dir[] = "/tmp/slapd-XXXXXX";
     if (!mkdtemp(dir)) return false;
     dir_ = dir;
-    std::vector<std::string> argv = {"/bin/bash", kScript, "start", dir_};
+    std::vector<std::string> argv = {"/bin/bash", kScript, "start", dir_, "--quiet"};
     argv.insert(argv.end(), options.begin(), options.end());
     if (Sandbox::Run(argv) != 0) {
         Stop();
@@ -68,4 +70,25 @@ std::string Slapd::LDAPSAddress() const {
 
 bool Slapd::MakeCertificates(const std::string& dir) {
     return Sandbox::Run({"/bin/bash", kScript, "certs", dir}) == 0;
+}
+
+const std::string& Slapd::SharedCertificates() {
+    static const std::string dir = [] {
+        std::string path = "/tmp/certs";
+        MakeCertificates(path);
+        return path;
+    }();
+    return dir;
+}
+
+const Slapd& Slapd::Shared(const std::vector<std::string>& options) {
+    static std::map<std::vector<std::string>, std::unique_ptr<Slapd>> instances;
+    std::unique_ptr<Slapd>& instance = instances[options];
+    if (!instance) {
+        instance.reset(new Slapd);
+        std::vector<std::string> all = options;
+        all.insert(all.end(), {"--certs", SharedCertificates()});
+        instance->Start(all);
+    }
+    return *instance;
 }

@@ -29,6 +29,11 @@ class Slapd {
     // Makes a CA with server and client certificates in dir (shared by several instances with
     // the option "--certs" dir).
     static bool MakeCertificates(const std::string& dir);
+    // The certificates of the shared instances, made on first use.
+    static const std::string& SharedCertificates();
+    // An instance with these options and the shared certificates, started on first use and
+    // stopped when the test process ends.
+    static const Slapd& Shared(const std::vector<std::string>& options);
 
   private:
     std::string dir_;

@@ -32,6 +32,7 @@
 #   --ldap-port P        fixed ports (default: free ports chosen at random)
 #   --ldaps-port P
 #   --certs DIR          use the certificates in DIR (made by "certs") instead of new ones
+#   --quiet              print nothing (the settings are in DIR/env)
 #
 # The data: posixAccount users and posixGroup groups, good ones and troublesome ones (without a
 # name or with an empty one, without an ID, with an empty, non-numeric or signed ID, names and IDs
@@ -226,7 +227,7 @@ start() {
     shift
     SUFFIX="dc=example,dc=com" LAYOUT=qarn PASSWD=/etc/passwd GROUP=/etc/group
     NUSERS=0 NGROUPS=0 SAMBA=yes REQUIRE_TLS=no VERIFY_CLIENT=never ANON_READ=no
-    SIZELIMIT=unlimited LDAP_PORT="" LDAPS_PORT="" CERTS="" HOSTS=()
+    SIZELIMIT=unlimited LDAP_PORT="" LDAPS_PORT="" CERTS="" HOSTS=() QUIET=no
     while (($#)); do
         case $1 in
         --suffix) SUFFIX=$2; shift ;;
@@ -244,6 +245,7 @@ start() {
         --ldap-port) LDAP_PORT=$2; shift ;;
         --ldaps-port) LDAPS_PORT=$2; shift ;;
         --certs) CERTS=$2; shift ;;
+        --quiet) QUIET=yes ;;
         *) die "unknown option $1" ;;
         esac
         shift
@@ -321,7 +323,7 @@ start() {
         echo "VERIFY_CLIENT=$VERIFY_CLIENT"
         echo "SAMBA=$SAMBA"
     } >"$dir/env"
-    cat "$dir/env"
+    [[ $QUIET == yes ]] || cat "$dir/env"
 }
 
 ldif_only() {
