@@ -22,7 +22,8 @@ class LDAPTestHandler {
     LDAPTestHandler(const LDAPTestHandler&) = delete;
     LDAPTestHandler& operator=(const LDAPTestHandler&) = delete;
 
-    // Bind and profile.
+    // Server, bind and profile.
+    void TestServerAddress();
     void TestAuthInfo();
     void TestProfile();
 

@@ -109,7 +109,7 @@ enum ErrorCode : int32_t {
     kReadOnlyDCFound = 1122,
     kMachineAccountFlagsDenied = 1123,
     kJoinFailed = 1124,
-    kNotJoined = 1126,
+    kDomainJoinRequired = 1126,
     kNoKDCReachable = 1127,
     kDCOperationUnsuccessful = 1128,
 

@@ -6,8 +6,10 @@
 
 #include <fstream>
 
+#include "dns_resolver.hpp"
 #include "error_code.hpp"
 #include "log.hpp"
+#include "port_checker.hpp"
 #include "qarn.h"
 #include "util.hpp"
 
@@ -18,6 +20,8 @@ const char kLDAPConfDefaults[] = "/usr/qarn/etc.defaults/openldap/ldap.conf";
 const char kClientCertificate[] = "/var/lib/ldap/ldapclient.crt";
 const char kClientKey[] = "/var/lib/ldap/ldapclient.key";
 const char kCachePrefix[] = "/tmp/LDAP_result_";
+const int kLDAPPort = 389;
+const int kLDAPSPort = 636;
 const int kConfidentialityRequired = 13;
 
 // Flags of QARNLDAPConfSetOne.
@@ -285,6 +289,39 @@ void LDAPTestHandler::ReplyProfileError(const std::string& category, const Json:
 }
 
 // --- server, bind and profile -------------------------------------------------------------------
+
+void LDAPTestHandler::TestServerAddress() {
+    std::string address = m_request->GetParam("server_address", "").asString();
+    if (address.empty()) {
+        m_response->SetError(kBadParameter, Json::Value());
+        return;
+    }
+    std::string dns = m_request->GetParam("dns", "").asString();
+    if (QARNNetGetAddrType(address.c_str()) == 0) {
+        DnsResolver resolver;
+        resolver.SetDNS(dns);
+        resolver.SetDomainName(address);
+        resolver.SetRecordType("");
+        Json::Value addresses(Json::arrayValue);
+        if (resolver.ResolveRecord(addresses) != kNoError || !addresses.isArray() ||
+            addresses.empty()) {
+            m_response->SetError(kNameNotResolved, Json::Value());
+            return;
+        }
+        address = addresses[0].asString();
+    }
+    PortChecker checker(address, kLDAPPort);
+    if (checker.Scan() != 0) {
+        checker.SetPort(kLDAPSPort);
+        if (checker.Scan() != 0) {
+            m_response->SetError(kLDAPPortUnreachable, Json::Value());
+            return;
+        }
+    }
+    Json::Value reply;
+    reply["server_address"] = address;
+    m_response->SetSuccess(reply);
+}
 
 void LDAPTestHandler::TestAuthInfo() {
     Json::Value result;

@@ -1,8 +1,123 @@
-// Network interfaces: address types. (The net branch's file of the same name is the full one.)
+// Network interfaces: default-gateway interface, its IPv4 address and MTU, address types.
 #include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <net/route.h>
 #include <netinet/in.h>
+#include <string.h>
+
+#include <fstream>
+#include <limits>
+#include <sstream>
+#include <string>
 
 #include "qarn.h"
+
+namespace {
+
+enum NetworkError { kBadArgument = 0x300, kNoDefaultRoute = 0x301, kNotFound = 0x302 };
+
+const char kRouteTable[] = "/proc/net/route";
+const char kInterfaceDirectory[] = "/sys/class/net/";
+
+int Fail(int code, int line) {
+    QLIBCErrSetEx(code, __FILE_NAME__, line);
+    return -1;
+}
+
+// Copies text with its NUL into buffer; false when it does not fit.
+bool CopyOut(const std::string& text, char* buffer, int size) {
+    if (buffer == nullptr || size <= 0 || text.size() >= static_cast<size_t>(size)) return false;
+    memcpy(buffer, text.c_str(), text.size() + 1);
+    return true;
+}
+
+struct Route {
+    std::string interfaceName;
+    unsigned long destination = 1;
+    unsigned long mask = 1;
+    unsigned int flags = 0;
+    unsigned long metric = 0;
+};
+
+bool ParseRoute(const std::string& line, Route* route) {
+    std::istringstream fields(line);
+    std::string gateway, refCount, use;
+    fields >> route->interfaceName >> std::hex >> route->destination >> gateway >> route->flags >>
+        std::dec >> refCount >> use >> route->metric >> std::hex >> route->mask;
+    return !fields.fail();
+}
+
+bool IsDefaultRoute(const Route& route) {
+    return route.destination == 0 && route.mask == 0 && (route.flags & RTF_UP) != 0;
+}
+
+// The interface of the default route with the lowest metric; empty when there is none.
+std::string DefaultRouteInterface() {
+    std::ifstream table(kRouteTable);
+    std::string line;
+    std::getline(table, line);  // column titles
+    std::string best;
+    unsigned long bestMetric = std::numeric_limits<unsigned long>::max();
+    Route route;
+    while (std::getline(table, line)) {
+        if (ParseRoute(line, &route) && IsDefaultRoute(route) && route.metric < bestMetric) {
+            best = route.interfaceName;
+            bestMetric = route.metric;
+        }
+    }
+    return best;
+}
+
+bool IsInterfaceName(const char* name) {
+    if (name == nullptr) return false;
+    const size_t length = strnlen(name, IFNAMSIZ);
+    return length > 0 && length < IFNAMSIZ && strchr(name, '/') == nullptr &&
+           strcmp(name, ".") != 0 && strcmp(name, "..") != 0;
+}
+
+std::string FirstIPv4Address(const char* interfaceName) {
+    ifaddrs* addresses = nullptr;
+    if (getifaddrs(&addresses) != 0) return "";
+    std::string found;
+    for (const ifaddrs* entry = addresses; entry != nullptr && found.empty();
+         entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET ||
+            strcmp(entry->ifa_name, interfaceName) != 0) {
+            continue;
+        }
+        char text[INET_ADDRSTRLEN];
+        const auto* address = reinterpret_cast<const sockaddr_in*>(entry->ifa_addr);
+        if (inet_ntop(AF_INET, &address->sin_addr, text, sizeof(text)) != nullptr) found = text;
+    }
+    freeifaddrs(addresses);
+    return found;
+}
+
+}  // namespace
+
+extern "C" int QARNNetDefaultGatewayInterfaceGet(char* buffer, int size) {
+    const std::string name = DefaultRouteInterface();
+    if (name.empty()) return Fail(kNoDefaultRoute, __LINE__);
+    if (!CopyOut(name, buffer, size)) return Fail(kBadArgument, __LINE__);
+    return 0;
+}
+
+extern "C" int QARNILnxGetIP(const char* interfaceName, char* buffer, int size) {
+    if (!IsInterfaceName(interfaceName)) return Fail(kBadArgument, __LINE__);
+    const std::string address = FirstIPv4Address(interfaceName);
+    if (address.empty()) return Fail(kNotFound, __LINE__);
+    if (!CopyOut(address, buffer, size)) return Fail(kBadArgument, __LINE__);
+    return static_cast<int>(address.size());
+}
+
+extern "C" int QARNGetMTUSetting(const char* interfaceName) {
+    if (!IsInterfaceName(interfaceName)) return Fail(kBadArgument, __LINE__);
+    std::ifstream setting(std::string(kInterfaceDirectory) + interfaceName + "/mtu");
+    int mtu = 0;
+    if (!(setting >> mtu) || mtu <= 0) return Fail(kNotFound, __LINE__);
+    return mtu;
+}
 
 extern "C" int QARNNetGetAddrType(const char* text) {
     if (text == nullptr) return 0;

@@ -1,6 +1,7 @@
 // Programs run with posix_spawn: no shell, stdin from /dev/null, output through a pipe.
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <stdarg.h>
 #include <string.h>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "qlibc.h"
+#include "tool_run.hpp"
 
 extern char** environ;
 
@@ -160,4 +162,76 @@ extern "C" int QLIBCExecl(const char* path, int options, ...) {
     va_end(arguments);
     Output output = options == QLIBC_EXEC_QUIET ? Output::kDiscardWithErrors : Output::kDiscard;
     return RunAndWait(path, argv.data(), output);
+}
+
+namespace {
+
+// Writes all of input, then closes the pipe. A reader that is gone ends the writing without
+// the SIGPIPE that would end the host.
+void Feed(int fd, const std::string& input) {
+    sigset_t pipeSignal, previous;
+    sigemptyset(&pipeSignal);
+    sigaddset(&pipeSignal, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
+    size_t written = 0;
+    while (written < input.size()) {
+        ssize_t n = write(fd, input.data() + written, input.size() - written);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        written += static_cast<size_t>(n);
+    }
+    if (written < input.size()) {
+        const timespec now{0, 0};
+        sigtimedwait(&pipeSignal, nullptr, &now);
+    }
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    close(fd);
+}
+
+std::string Drain(int fd) {
+    std::string output;
+    char buffer[4096];
+    for (;;) {
+        ssize_t n = read(fd, buffer, sizeof(buffer));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        output.append(buffer, static_cast<size_t>(n));
+    }
+    close(fd);
+    return output;
+}
+
+}  // namespace
+
+int RunTool(const std::vector<std::string>& argv, const std::string& input, std::string& output) {
+    int in[2], out[2];
+    if (argv.empty() || pipe2(in, O_CLOEXEC) != 0) return -1;
+    if (pipe2(out, O_CLOEXEC) != 0) {
+        close(in[0]);
+        close(in[1]);
+        return -1;
+    }
+    std::vector<char*> array;
+    for (const std::string& arg : argv) array.push_back(const_cast<char*>(arg.c_str()));
+    array.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, in[0], 0);
+    posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+    posix_spawn_file_actions_adddup2(&actions, out[1], 2);
+    pid_t pid = -1;
+    int error = posix_spawn(&pid, array[0], &actions, nullptr, array.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(in[0]);
+    close(out[1]);
+    if (error != 0) {
+        close(in[1]);
+        close(out[0]);
+        return -1;
+    }
+    // Tool input is small (a password): it fits the pipe, so feeding first cannot deadlock.
+    Feed(in[1], input);
+    output = Drain(out[0]);
+    int status = WaitFor(pid);
+    return (status != -1 && WIFEXITED(status)) ? WEXITSTATUS(status) : -1;
 }

@@ -9,6 +9,7 @@
 #include "api_table.hpp"
 #include "call.hpp"
 #include "check_ldap.hpp"
+#include "dns_server.hpp"
 #include "sandbox.hpp"
 #include "slapd.hpp"
 
@@ -161,6 +162,44 @@ TEST(LDAPTestHandlerFrame, LocalAccounts) {
     EXPECT_EQ((std::set<std::string>{"a", "b", "c", "d"}), names);
     EXPECT_EQ((std::set<std::string>{"1", "", "7"}), ids);  // b has no third colon
     EXPECT_EQ(0, LDAPTestHandler::ReadLocalAccounts("/tmp/missing", "id", &ids));
+}
+
+// --- server address -----------------------------------------------------------------------------
+
+TEST_F(LDAPChecks, ServerAddress) {
+    QarnServer();     // LDAP and LDAPS on 127.0.0.1
+    Slapd ldapsOnly;  // nothing on port 389 of 127.0.0.6
+    ASSERT_TRUE(ldapsOnly.Start({"--host", "127.0.0.6", "--ldap-port", "1389", "--ldaps-port",
+                                 "636", "--certs", Slapd::SharedCertificates()}));
+    DnsServer dns("ex.test");
+    dns.AddHost("ldap.ex.test", {"127.0.0.1"}).AddHost("nowhere.ex.test", {"127.0.0.9"}).Start();
+
+    const struct {
+        const char* address;
+        int code;
+        const char* probed;
+    } cases[] = {
+        {"127.0.0.1", 0, "127.0.0.1"},
+        {"127.0.0.6", 0, "127.0.0.6"},
+        {"ldap.ex.test", 0, "127.0.0.1"},
+        {"127.0.0.9", 1016, nullptr},
+        {"nowhere.ex.test", 1016, nullptr},
+        {"missing.ex.test", 1000, nullptr},
+        {"", 501, nullptr},
+    };
+    for (const auto& c : cases) {
+        Json::Value params;
+        params["server_address"] = c.address;
+        params["dns"] = DnsServer::kAddress;
+        QARN::APIResponse response = CallEntry(CheckLDAPServerAddress_v1, params);
+        if (c.code == 0) {
+            Json::Value expected;
+            expected["server_address"] = c.probed;
+            ExpectSuccess(response, expected);
+        } else {
+            ExpectError(response, c.code, Json::Value());
+        }
+    }
 }
 
 // --- bind ---------------------------------------------------------------------------------------

@@ -1,0 +1,222 @@
+// Samba tool runs against the domain controllers: the generic runner, directory searches,
+// SMB connections and the download of the domain's security policy template.
+#include <unistd.h>
+
+#include <fstream>
+#include <stdexcept>
+
+#include "domain.hpp"
+#include "log.hpp"
+#include "qarn.h"
+
+namespace {
+
+const char kPolicyFile[] = "/tmp/GptTmpl.inf";
+const char kRepliesPrefix[] = "Got ";
+const char kRepliesSuffix[] = " replies";
+
+bool StartsWith(const std::string& text, const std::string& prefix) {
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+bool EndsWith(const std::string& text, const std::string& suffix) {
+    return text.size() >= suffix.size() &&
+           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+// The command for the log, with the password of a "-U user%password" argument masked.
+std::string CommandText(const std::vector<std::string>& argv) {
+    std::string text;
+    for (size_t i = 0; i < argv.size(); ++i) {
+        std::string arg = argv[i];
+        size_t percent = arg.find('%');
+        if (i > 0 && argv[i - 1] == "-U" && percent != std::string::npos) {
+            arg = arg.substr(0, percent + 1) + "****";
+        }
+        text += arg + " ";
+    }
+    return text;
+}
+
+bool IsRepliesLine(const std::string& line) {
+    return StartsWith(line, kRepliesPrefix) && EndsWith(line, kRepliesSuffix);
+}
+
+// The number of a "Got N replies" line; false when it is no number.
+bool ReadReplyCount(const std::string& line, int& count) {
+    size_t prefix = sizeof(kRepliesPrefix) - 1;
+    size_t length = line.size() - prefix - (sizeof(kRepliesSuffix) - 1);
+    try {
+        count = std::stoi(line.substr(prefix, length));
+        return true;
+    } catch (const std::logic_error& error) {
+        DS_LOG(LOG_ERR, "%s:%d stoi fail %s", error.what());
+        return false;
+    }
+}
+
+std::string PolicyTemplatePath(const std::string& domain, const std::string& policyId) {
+    return domain + "\\Policies\\" + policyId +
+           "\\MACHINE\\Microsoft\\Windows NT\\SecEdit\\GptTmpl.inf";
+}
+
+}  // namespace
+
+bool DomainCore::RunCommandCore(std::vector<std::string> argv, ErrorCode& err,
+                                const MessageEntry* table, int timeLimit,
+                                const std::string& keyword) {
+    bool logLines = m_request->GetParam("debug_messages", false).asBool();
+    std::ofstream output;
+    if (!m_outputFile.empty()) output.open(m_outputFile, std::ios::app);
+    ErrorCode matched = kNoError;
+    auto handleLine = [&](std::string line) {
+        if (logLines) DS_LOG(LOG_DEBUG, "%s:%d %s", line.c_str());
+        if (output.is_open()) output << line;
+        if (!keyword.empty() && line.find(keyword) == std::string::npos) return false;
+        const MessageEntry& entry = FindMessage(table, line);
+        bool closing = entry.message[0] == '\0';
+        ErrorCode code = !closing || !keyword.empty() ? entry.code : kNoError;
+        if (code != kNoError) matched = code;
+        return false;
+    };
+    int status = -1;
+    bool succeeded = ExecuteCmd(argv, handleLine, &status, 1, timeLimit);
+    err = matched;
+    if (!succeeded) {
+        if (status == 124) {
+            err = kCommandTimedOut;
+        } else if (matched == kNoError) {
+            DS_LOG(LOG_ERR, "%s:%d Unknown domain error.");
+            err = kUnknownDomainError;
+        }
+    }
+    return succeeded;
+}
+
+int DomainCore::RunNetSearchKey(const std::string& key, std::vector<std::string>& values,
+                                ErrorCode& err, const MessageEntry* table, int /*unused*/,
+                                const std::string& extraFlag) {
+    std::vector<std::string> argv = {"/usr/local/bin/net", "ads", "search", "-d0"};
+    if (!AppendAuthOption(argv, err)) return -1;
+    if (m_netFilter.empty()) {
+        err = kBadParameter;
+        return -1;
+    }
+    argv.push_back(m_netFilter);
+    argv.push_back(key);
+    if (!m_netServer.empty()) {
+        argv.push_back("-S");
+        argv.push_back(m_netServer);
+    } else if (!IsADDomain()) {
+        err = kNoError;
+        return -1;
+    }
+    int replies = -1;
+    bool countRead = false;
+    ErrorCode localError = kNoError;
+    auto consumeLine = [&](std::string line) {
+        if (!countRead && IsRepliesLine(line)) {
+            countRead = ReadReplyCount(line, replies);
+            return true;
+        }
+        for (const MessageEntry* entry = table;; ++entry) {
+            bool closing = entry->message[0] == '\0';
+            if (closing ? !extraFlag.empty() : line.find(entry->message) != std::string::npos) {
+                localError = entry->code;
+                return true;
+            }
+            if (closing) break;
+        }
+        ErrorCode status = MatchMessage(kNTStatusMessageTable, line);
+        if (status != kNoError) localError = status;
+        return false;
+    };
+    std::vector<std::string> found;
+    if (!ExecuteCmdGetKeyValues(argv, consumeLine, key, found, nullptr, 3, 15)) {
+        DS_LOG(LOG_ERR, "%s:%d ExecuteCmdGetKeyValues failed. Command: %s",
+               CommandText(argv).c_str());
+        err = localError;
+        return -1;
+    }
+    values.insert(values.end(), found.begin(), found.end());
+    return replies;
+}
+
+bool DomainCore::RunSmbclient(ErrorSeverity& severity, ErrorCode& err, int timeLimit) {
+    ErrorCode addressError = kNoError;
+    std::vector<std::string> addresses = GetTestAddress(addressError, nullptr);
+    if (addresses.empty()) {
+        err = addressError;
+        return false;
+    }
+    std::vector<std::string> argv = {"/usr/local/bin/smbclient"};
+    if (m_debugLevel >= 0) argv.push_back("-d" + std::to_string(m_debugLevel));
+    if (!AppendAuthOption(argv, err)) {
+        severity = kError;
+        return false;
+    }
+    if (!m_smbclientCmd.empty()) {
+        argv.push_back("-c");
+        argv.push_back(m_smbclientCmd);
+    }
+    if (m_smbShare.empty()) argv.push_back("-L");
+    for (const std::string& address : addresses) {
+        if (address.empty()) continue;
+        argv.push_back(m_smbShare.empty() ? address : "//" + address + "/" + m_smbShare);
+        ErrorCode code = kNoError;
+        if (!RunCommandCore(argv, code, kNTStatusMessageTable, timeLimit, "")) {
+            m_domainError.Add(code == kCommandTimedOut ? kNoDCReachable : code, address);
+        }
+        argv.pop_back();
+    }
+    ErrorCode proper = m_domainError.GetProperErr();
+    if (proper == kNoError) {
+        err = kNoError;
+        return true;
+    }
+    ReportSmbFailure(severity, err, proper);
+    return false;
+}
+
+// Leaves the failed hosts in the answer data for the calling check.
+void DomainCore::ReportSmbFailure(ErrorSeverity& severity, ErrorCode& err, ErrorCode code) {
+    m_data["info"]["service"] = "SMB";
+    std::vector<std::string> hosts = m_domainError.GetFailedHost(code);
+    if (hosts.size() == 1) {
+        m_data["info"]["ip"] = hosts.front();
+    } else {
+        Json::Value ips(Json::arrayValue);
+        for (const std::string& host : hosts) ips.append(host);
+        m_data["info"]["ips"] = ips;
+        m_data["isPlural"] = true;
+    }
+    if (code == kNTLMBlocked || code == kAccountRestriction) {
+        severity = kWarning;
+    } else {
+        severity = m_domainError.IsAllHostFailed() ? kError : kWarning;
+    }
+    err = code;
+}
+
+ErrorCode DomainCore::GetGPO(const std::string& policyId, std::vector<std::string>& lines) {
+    if (!IsJoinedDomain()) return kDomainJoinRequired;
+    unlink(kPolicyFile);
+    SetDebugLevel(0);
+    SetOutputFile("");
+    SetAuthMethod(kAuthKrb5);
+    SetSmbShare("sysvol");
+    SetSmbclientCmd("get \"" + PolicyTemplatePath(GetFQDN(), policyId) + "\" " + kPolicyFile);
+    ErrorSeverity severity = kCodeOnly;
+    ErrorCode err = kNoError;
+    if (!RunSmbclient(severity, err, 30)) {
+        SetAuthMethod(kAuthNTLM);
+        ResetTestAddress();
+        if (!RunSmbclient(severity, err, 30) && err == kObjectNotFound) err = kGPONotFound;
+    }
+    ErrorCode result = err;
+    if (QLIBCFileExist(kPolicyFile) == 1) {
+        result = ReadFileUTF16ToUTF8(kPolicyFile, lines) == 0 ? kNoError : kGPOUnreadable;
+    }
+    unlink(kPolicyFile);
+    return result;
+}

@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include "call.hpp"
+#include "domain_probe.hpp"
+
+namespace {
+
+using Strings = std::vector<std::string>;
+const char kKrb5Conf[] = "/etc/krb5.conf";
+
+const std::string kLibDefaults =
+    "[libdefaults]\n"
+    "\tpermitted_enctypes = aes256-cts-hmac-sha1-96 aes128-cts-hmac-sha1-96 "
+    "aes128-cts-hmac-sha256-128 des3-cbc-sha1 arcfour-hmac-md5 aes256-cts-hmac-sha384-192 "
+    "camellia128-cts-cmac camellia256-cts-cmac\n"
+    "\tdefault_realm = EXAMPLE.TEST\n"
+    "\tdns_lookup_realm = false\n";
+
+void WriteSambaKdcs(const std::string& body) {
+    Sandbox::Remove(kKrb5Conf);
+    Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", "Workgroup=EXAMPLE\n");
+    Sandbox::WriteFile("/run/samba/smb_krb5/krb5.conf.EXAMPLE", body);
+}
+
+TEST(Krb5Conf, NamesTheControllersSambaAlsoUses) {
+    WriteSambaKdcs(
+        "[libdefaults]\n\tkdc = 192.0.2.99\n[realms]\nEXAMPLE.TEST = {\n"
+        "\tkdc = 192.0.2.11\n\tkdc = 192.0.2.10\n}\n");
+    DomainFixture fixture(ParseJson(
+        R"({"server_address": "example.test", "dc_ips": "192.0.2.10,192.0.2.99,192.0.2.11"})"));
+    ASSERT_TRUE(fixture.probe.GenKrb5Conf(false));
+    EXPECT_EQ(Sandbox::ReadFile(kKrb5Conf), kLibDefaults +
+                                                "\tdns_lookup_kdc = false\n"
+                                                "[realms]\n\tEXAMPLE.TEST = {\n"
+                                                "\t\tkdc = 192.0.2.10\n\t\tkdc = 192.0.2.11\n"
+                                                "\t}\n");
+}
+
+TEST(Krb5Conf, WithoutKnownControllersKerberosLooksThemUp) {
+    WriteSambaKdcs("[realms]\n\tkdc = 192.0.2.50\n");
+    DomainFixture fixture(
+        ParseJson(R"({"server_address": "example.test", "dc_ips": "192.0.2.10"})"));
+    ASSERT_TRUE(fixture.probe.GenKrb5Conf(true));
+    EXPECT_EQ(Sandbox::ReadFile(kKrb5Conf),
+              kLibDefaults + "\tdns_lookup_kdc = true\n[realms]\n\tEXAMPLE.TEST = {\n\t}\n");
+}
+
+TEST(Krb5Conf, ExistingFileKeptUnlessRegenerated) {
+    Sandbox::WriteFile(kKrb5Conf, "old\n");
+    DomainFixture fixture(ParseJson(R"({"server_address": "example.test"})"));
+    EXPECT_TRUE(fixture.probe.GenKrb5Conf(false));
+    EXPECT_EQ(Sandbox::ReadFile(kKrb5Conf), "old\n");
+    EXPECT_TRUE(fixture.probe.GenKrb5Conf(true));
+    EXPECT_NE(Sandbox::ReadFile(kKrb5Conf), "old\n");
+    DomainFixture noDomain;
+    EXPECT_FALSE(noDomain.probe.GenKrb5Conf(true));
+}
+
+TEST(SambaKdcs, NoRealmsSectionNoControllers) {
+    WriteSambaKdcs("[libdefaults]\n\tkdc = 192.0.2.99\n");
+    DomainFixture fixture(ParseJson(R"({"server_address": "example.test"})"));
+    EXPECT_TRUE(fixture.probe.GetSmbKrb5ConfKDC().empty());
+    EXPECT_TRUE(Sandbox::Logged("Realm section not found."));
+}
+
+struct KinitCase {
+    const char* name;
+    const char* params;
+    const char* klist;  // body of the fake klist
+    const char* kinit;  // body of the fake kinit
+    ErrorCode expected;
+    bool askedForTicket;
+};
+
+class UserKinitTest : public testing::TestWithParam<KinitCase> {};
+
+TEST_P(UserKinitTest, TicketForTheUser) {
+    const KinitCase& c = GetParam();
+    Sandbox::WriteFile(kKrb5Conf, "kept\n");
+    WriteFakeTool("/usr/bin/klist", c.klist);
+    WriteFakeTool("/usr/bin/kinit",
+                  std::string("read password; echo \"$password\" > /tmp/pw\n") + c.kinit);
+    DomainFixture fixture(ParseJson(c.params));
+    EXPECT_EQ(fixture.probe.Kinit(false), c.expected);
+    EXPECT_EQ(Sandbox::Exists("/tmp/kinit.args"), c.askedForTicket);
+    if (c.askedForTicket) {
+        EXPECT_EQ(ToolArgs("kinit"), "alice@EXAMPLE.TEST\n");
+        EXPECT_EQ(Sandbox::ReadFile("/tmp/pw"), "s3cret\n");
+    }
+}
+
+const char kAlice[] =
+    R"({"server_address": "example.test", "username": "alice", "password": "s3cret"})";
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, UserKinitTest,
+    testing::Values(
+        KinitCase{"CachedTicketOfTheSamePrincipal", kAlice,
+                  "echo 'Default principal: alice@EXAMPLE.TEST'", "exit 0", kNoError, false},
+        KinitCase{"CachedTicketOfAnotherPrincipal", kAlice,
+                  "echo 'Default principal: bob@EXAMPLE.TEST'", "exit 0", kNoError, true},
+        KinitCase{"WrongPassword", kAlice, "exit 1",
+                  "echo 'kinit: Password incorrect while getting initial credentials'; exit 1",
+                  kAuthFailed, true},
+        KinitCase{"KinitBroken", kAlice, "exit 1",
+                  "echo 'kinit: Cannot contact any KDC for realm'; exit 1", kInternalStepFailed,
+                  true},
+        KinitCase{"RegeneratedByRequest",
+                  R"({"server_address": "example.test", "username": "alice",
+                      "password": "s3cret", "re_gen_krb5": true})",
+                  "echo 'Default principal: alice@EXAMPLE.TEST'", "exit 0", kNoError, true},
+        KinitCase{"NoPrincipal", R"({"server_address": "example.test"})", "exit 0", "exit 0",
+                  kBadParameter, false}),
+    [](const testing::TestParamInfo<KinitCase>& info) { return info.param.name; });
+
+struct MachineKinitCase {
+    const char* name;
+    const char* params;
+    const char* net;
+    ErrorCode expected;
+    const char* arguments;
+};
+
+class MachineKinitTest : public testing::TestWithParam<MachineKinitCase> {};
+
+TEST_P(MachineKinitTest, TicketForTheMachineAccount) {
+    const MachineKinitCase& c = GetParam();
+    SetSecurity("ads", "\trealm = example.test\n");
+    Sandbox::WriteFile(kKrb5Conf, "kept\n");
+    WriteFakeTool("/usr/local/bin/net", c.net);
+    DomainFixture fixture(ParseJson(c.params));
+    EXPECT_EQ(fixture.probe.Kinit(false), c.expected);
+    EXPECT_EQ(ToolArgs("net"), c.arguments);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, MachineKinitTest,
+    testing::Values(MachineKinitCase{"DefaultDebugLevel", "{}", "exit 0", kNoError,
+                                     "ads kerberos kinit -P -d0\n"},
+                    MachineKinitCase{"RequestedDebugLevel", R"({"debug_level": 3})", "exit 0",
+                                     kNoError, "ads kerberos kinit -P -d3\n"},
+                    MachineKinitCase{"NegativeDebugLevel", R"({"debug_level": -5})", "exit 0",
+                                     kNoError, "ads kerberos kinit -P\n"},
+                    MachineKinitCase{"TrustAccountMissing", "{}",
+                                     "echo 'NT_STATUS_NO_TRUST_SAM_ACCOUNT'; exit 1",
+                                     kNoTrustAccount, "ads kerberos kinit -P -d0\n"},
+                    MachineKinitCase{"WrongMachinePassword", "{}",
+                                     "echo 'NT_STATUS_LOGON_FAILURE'; exit 1",
+                                     kAuthFailedAllDCsJoined, "ads kerberos kinit -P -d0\n"},
+                    MachineKinitCase{"UnknownFailure", "{}", "echo 'something else'; exit 1",
+                                     kUnknownDomainError, "ads kerberos kinit -P -d0\n"}),
+    [](const testing::TestParamInfo<MachineKinitCase>& info) { return info.param.name; });
+
+struct AuthOptionCase {
+    const char* name;
+    const char* security;
+    const char* params;
+    bool appended;
+    Strings options;
+};
+
+class AuthOptionTest : public testing::TestWithParam<AuthOptionCase> {};
+
+TEST_P(AuthOptionTest, OptionsOfTheSambaTools) {
+    const AuthOptionCase& c = GetParam();
+    SetSecurity(c.security, "\tworkgroup = EXAMPLE\n");
+    Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", "Workgroup=CORP\n");
+    DomainFixture fixture(ParseJson(c.params));
+    Strings argv;
+    ErrorCode err = kNoError;
+    EXPECT_EQ(fixture.probe.AppendAuthOption(argv, err), c.appended);
+    EXPECT_EQ(argv, c.options);
+    EXPECT_EQ(err, c.appended ? kNoError : kBadParameter);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, AuthOptionTest,
+    testing::Values(
+        AuthOptionCase{"PlainUserGetsTheWorkgroup",
+                       "user",
+                       R"({"username": "alice", "password": "p%w"})",
+                       true,
+                       {"-U", "CORP\\alice%p%w"}},
+        AuthOptionCase{
+            "DomainUserUnchanged", "user", R"({"username": "EX\\bob"})", true, {"-U", "EX\\bob%"}},
+        AuthOptionCase{"PrincipalUnchanged",
+                       "user",
+                       R"({"username": "carol@example.test"})",
+                       true,
+                       {"-U", "carol@example.test%"}},
+        AuthOptionCase{"JoinedUsesTheMachineAccount", "ads", "{}", true, {"-P"}},
+        AuthOptionCase{"NothingToAuthenticateWith", "user", "{}", false, {}}),
+    [](const testing::TestParamInfo<AuthOptionCase>& info) { return info.param.name; });
+
+TEST(AuthOption, KerberosNeedsATicket) {
+    Sandbox::WriteFile(kKrb5Conf, "kept\n");
+    WriteFakeTool("/usr/bin/klist", "echo 'Default principal: alice@EXAMPLE.TEST'");
+    DomainFixture fixture(ParseJson(R"({"server_address": "example.test", "username": "alice"})"));
+    fixture.probe.SetAuthMethod(kAuthKrb5);
+    Strings argv;
+    ErrorCode err = kNoError;
+    EXPECT_TRUE(fixture.probe.AppendAuthOption(argv, err));
+    EXPECT_EQ(argv, Strings{"-k"});
+    DomainFixture nobody(ParseJson(R"({"server_address": "example.test"})"));
+    nobody.probe.SetAuthMethod(kAuthKrb5);
+    EXPECT_FALSE(nobody.probe.AppendAuthOption(argv, err));
+    EXPECT_EQ(err, kBadParameter);
+    EXPECT_TRUE(Sandbox::Logged("Kinit failed"));
+}
+
+}  // namespace

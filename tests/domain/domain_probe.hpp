@@ -1,0 +1,65 @@
+// A DomainCore with its collector and answer data in reach of the tests.
+#pragma once
+
+#include <string>
+
+#include "api_request.hpp"
+#include "api_response.hpp"
+#include "dns_server.hpp"
+#include "domain.hpp"
+#include "sandbox.hpp"
+
+class DomainProbe : public DomainCore {
+  public:
+    using DomainCore::DomainCore;
+    using DomainCore::m_domainError;
+    Json::Value& Data() { return m_data; }
+};
+
+// A request and the probe built on it.
+struct DomainFixture {
+    explicit DomainFixture(const Json::Value& params = Json::Value(Json::objectValue))
+        : request("QARN.Core.DirectoryServiceCheck.Domain", "m", 1, params, "admin", "127.0.0.1"),
+          probe(&request, &response) {}
+
+    QARN::APIRequest request;
+    QARN::APIResponse response;
+    DomainProbe probe;
+};
+
+// Joined status as Samba's configuration states it.
+inline void SetSecurity(const std::string& security, const std::string& more = "") {
+    Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n\tsecurity = " + security + "\n" + more);
+}
+
+inline void MakeDirectoryServer() {
+    Sandbox::WriteFile("/etc/samba/smb.conf",
+                       "[global]\n\tserver role = active directory domain controller\n");
+}
+
+// A fake "/usr/local/bin/net" (or another tool) recording its arguments to /tmp/<name>.args.
+inline void WriteFakeTool(const std::string& path, const std::string& body) {
+    std::string name = path.substr(path.rfind('/') + 1);
+    Sandbox::WriteScript(path, "printf '%s\\n' \"$*\" >> /tmp/" + name + ".args\n" + body);
+}
+
+inline std::string ToolArgs(const std::string& name) {
+    return Sandbox::ReadFile("/tmp/" + name + ".args");
+}
+
+// Starts the domain's DNS server and makes it the system's.
+inline void UseDns(DnsServer& server) {
+    Sandbox::WriteFile("/etc/resolv.conf", std::string("nameserver ") + DnsServer::kAddress + "\n");
+    server.Start();
+}
+
+// The four SRV names of a service in a domain, all pointing at target.
+inline void AddControllerSRV(DnsServer& server, const std::string& service,
+                             const std::string& domain, const std::string& target) {
+    const std::string prefix = "_" + service + "._tcp.";
+    const std::string site = "Default-First-Site-Name._sites.";
+    for (const std::string& middle :
+         {std::string(), site, std::string("dc._msdcs."), site + "dc._msdcs."}) {
+        server.AddSRV(prefix + middle + domain, target, service == "kerberos" ? 88 : 389);
+    }
+}

@@ -1,0 +1,261 @@
+#include <gtest/gtest.h>
+
+#include "call.hpp"
+#include "domain_probe.hpp"
+
+namespace {
+
+using Strings = std::vector<std::string>;
+const std::string kTool = "/usr/local/bin/tool";
+
+struct CommandCase {
+    const char* name;
+    const char* body;
+    const char* keyword;
+    bool succeeded;
+    ErrorCode err;
+};
+
+class RunCommandCoreTest : public testing::TestWithParam<CommandCase> {};
+
+TEST_P(RunCommandCoreTest, OutputMapsToACode) {
+    const CommandCase& c = GetParam();
+    Sandbox::WriteScript(kTool, c.body);
+    DomainFixture fixture;
+    ErrorCode err = kAccessDenied;
+    EXPECT_EQ(fixture.probe.RunCommandCore({kTool}, err, kNTStatusMessageTable, 1, c.keyword),
+              c.succeeded);
+    EXPECT_EQ(err, c.err);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, RunCommandCoreTest,
+    testing::Values(
+        CommandCase{"MessageOnSuccess", "echo NT_STATUS_PASSWORD_EXPIRED", "", true,
+                    kPasswordExpired},
+        CommandCase{"CleanSuccess", "echo fine", "", true, kNoError},
+        CommandCase{"LaterLineWins",
+                    "echo NT_STATUS_LOGON_FAILURE; echo NT_STATUS_IO_TIMEOUT >&2; exit 1", "",
+                    false, kNoDCReachable},
+        CommandCase{"UnknownFailure", "echo what; exit 3", "", false, kUnknownDomainError},
+        CommandCase{"TimeLimitOverridesAMessage", "echo NT_STATUS_LOGON_FAILURE; sleep 5", "",
+                    false, kCommandTimedOut},
+        CommandCase{"KeywordFiltersLines",
+                    "echo NT_STATUS_ACCESS_DENIED; echo 'session: NT_STATUS_LOGON_FAILURE'",
+                    "session", true, kAuthFailed}),
+    [](const testing::TestParamInfo<CommandCase>& info) { return info.param.name; });
+
+TEST(RunCommandCore, OutputFileAndDebugMessages) {
+    Sandbox::WriteScript(kTool, "echo one; echo two >&2");
+    DomainFixture fixture(ParseJson(R"({"debug_messages": true})"));
+    Sandbox::WriteFile("/tmp/out", "before\n");
+    fixture.probe.SetOutputFile("/tmp/out");
+    ErrorCode err = kNoError;
+    EXPECT_TRUE(fixture.probe.RunCommandCore({kTool}, err, kNTStatusMessageTable, 5, ""));
+    EXPECT_EQ(Sandbox::ReadFile("/tmp/out"), "before\none\ntwo\n");
+    EXPECT_TRUE(Sandbox::Logged("two"));
+}
+
+TEST(RunCommandCore, ClosingRowAppliesWithAKeyword) {
+    const MessageEntry table[] = {{"known", kAccountLocked}, {"", kNoMessageMatched}};
+    Sandbox::WriteScript(kTool, "echo 'winbind: strange'");
+    DomainFixture fixture;
+    ErrorCode err = kNoError;
+    EXPECT_TRUE(fixture.probe.RunCommandCore({kTool}, err, table, 5, "winbind"));
+    EXPECT_EQ(err, kNoMessageMatched);
+    EXPECT_TRUE(fixture.probe.RunCommandCore({kTool}, err, table, 5, ""));
+    EXPECT_EQ(err, kNoError);
+}
+
+const char kSearchParams[] = R"({"username": "EX\\admin", "password": "pw"})";
+
+TEST(RunNetSearchKey, RepliesAndValues) {
+    WriteFakeTool("/usr/local/bin/net",
+                  "echo 'Got 2 replies'; echo; echo 'servicePrincipalName: HOST/nas1'\n"
+                  "echo 'objectClass: computer'; echo 'servicePrincipalName: cifs/nas1'");
+    DomainFixture fixture(ParseJson(kSearchParams));
+    fixture.probe.SetNetFilter("(sAMAccountName=nas1$)");
+    fixture.probe.SetNetServer("192.0.2.10");
+    Strings values{"kept"};
+    ErrorCode err = kConnectionReset;
+    EXPECT_EQ(fixture.probe.RunNetSearchKey("servicePrincipalName", values, err,
+                                            kNTStatusMessageTable, 0, ""),
+              2);
+    EXPECT_EQ(values, (Strings{"kept", "HOST/nas1", "cifs/nas1"}));
+    EXPECT_EQ(err, kConnectionReset);
+    EXPECT_EQ(ToolArgs("net"),
+              "ads search -d0 -U EX\\admin%pw (sAMAccountName=nas1$) servicePrincipalName "
+              "-S 192.0.2.10\n");
+}
+
+TEST(RunNetSearchKey, ZeroRepliesNoValues) {
+    WriteFakeTool("/usr/local/bin/net", "echo 'Got 0 replies'");
+    DomainFixture fixture(ParseJson(kSearchParams));
+    fixture.probe.SetNetFilter("(cn=x)");
+    fixture.probe.SetNetServer("dc1");
+    Strings values;
+    ErrorCode err = kNoError;
+    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, kNTStatusMessageTable, 0, ""), 0);
+    EXPECT_TRUE(values.empty());
+}
+
+TEST(RunNetSearchKey, FailureCarriesTheMessageCodeAndHidesThePassword) {
+    WriteFakeTool("/usr/local/bin/net", "echo 'failed: NT_STATUS_ACCOUNT_DISABLED'; exit 1");
+    DomainFixture fixture(ParseJson(kSearchParams));
+    fixture.probe.SetNetFilter("(cn=x)");
+    fixture.probe.SetNetServer("dc1");
+    Strings values;
+    ErrorCode err = kNoError;
+    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, kNTStatusMessageTable, 0, ""), -1);
+    EXPECT_EQ(err, kAccountLocked);
+    EXPECT_TRUE(Sandbox::Logged("Command: /usr/local/bin/net ads search -d0 -U EX\\admin%**** "));
+}
+
+TEST(RunNetSearchKey, CallerTableConsumesLines) {
+    const MessageEntry table[] = {{"cn: taken", kComputerNameTaken}, {"", kJoinFailed}};
+    WriteFakeTool("/usr/local/bin/net", "echo 'cn: taken'; echo 'cn: other'; exit 1");
+    DomainFixture fixture(ParseJson(kSearchParams));
+    fixture.probe.SetNetFilter("(cn=x)");
+    fixture.probe.SetNetServer("dc1");
+    Strings values;
+    ErrorCode err = kNoError;
+    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, table, 0, "flag"), -1);
+    EXPECT_EQ(err, kJoinFailed);
+}
+
+TEST(RunNetSearchKey, NeedsAFilterAndAServer) {
+    DomainFixture fixture(ParseJson(kSearchParams));
+    Strings values;
+    ErrorCode err = kNoError;
+    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, kNTStatusMessageTable, 0, ""), -1);
+    EXPECT_EQ(err, kBadParameter);
+    fixture.probe.SetNetFilter("(cn=x)");
+    err = kConnectionReset;
+    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, kNTStatusMessageTable, 0, ""), -1);
+    EXPECT_EQ(err, kNoError);
+}
+
+struct SmbCase {
+    const char* name;
+    const char* security;
+    const char* dcIPs;
+    const char* smbclient;  // fails for the addresses it names
+    ErrorCode err;
+    ErrorSeverity severity;
+    const char* details;
+};
+
+class RunSmbclientTest : public testing::TestWithParam<SmbCase> {};
+
+TEST_P(RunSmbclientTest, EveryControllerIsTried) {
+    const SmbCase& c = GetParam();
+    SetSecurity(c.security);
+    WriteFakeTool("/usr/local/bin/smbclient", c.smbclient);
+    Json::Value params = ParseJson(R"({"username": "EX\\admin", "password": "pw"})");
+    params["dc_ips"] = c.dcIPs;
+    DomainFixture fixture(params);
+    ErrorSeverity severity = kCodeOnly;
+    ErrorCode err = kNoError;
+    EXPECT_EQ(fixture.probe.RunSmbclient(severity, err, 1), c.err == kNoError);
+    EXPECT_EQ(err, c.err);
+    EXPECT_EQ(severity, c.severity);
+    EXPECT_EQ(fixture.probe.Data(), ParseJson(c.details));
+}
+
+const char kFailSecond[] =
+    "case \"$*\" in *192.0.2.11*) echo 'session setup failed: NT_STATUS_LOGON_FAILURE'; "
+    "exit 1;; esac";
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, RunSmbclientTest,
+    testing::Values(
+        SmbCase{"AllAnswer", "ads", "192.0.2.10,192.0.2.11", "exit 0", kNoError, kCodeOnly, "null"},
+        SmbCase{"OneOfTwoJoined", "ads", "192.0.2.10,192.0.2.11", kFailSecond,
+                kAuthFailedSomeDCsJoined, kWarning,
+                R"({"info": {"service": "SMB", "ip": "192.0.2.11"}})"},
+        SmbCase{"OneOfTwoNotJoined", "user", "192.0.2.10,192.0.2.11", kFailSecond,
+                kAuthFailedSomeDCs, kWarning,
+                R"({"info": {"service": "SMB", "ip": "192.0.2.11"}})"},
+        SmbCase{"NTLMBlockedIsAWarning", "user", "192.0.2.10",
+                "echo NT_STATUS_NTLM_BLOCKED; exit 1", kNTLMBlocked, kWarning,
+                R"({"info": {"service": "SMB", "ip": "192.0.2.10"}})"},
+        SmbCase{"TimeOutIsUnreachable", "user", "192.0.2.10", "sleep 5", kNoDCReachable, kError,
+                R"({"info": {"service": "SMB", "ip": "192.0.2.10"}})"},
+        SmbCase{"AllDeniedJoined", "ads", "192.0.2.10,192.0.2.11",
+                "echo NT_STATUS_ACCESS_DENIED; exit 1", kAccessDeniedAllDCsJoined, kError,
+                R"({"info": {"service": "SMB", "ips": ["192.0.2.10", "192.0.2.11"]},
+                    "isPlural": true})"}),
+    [](const testing::TestParamInfo<SmbCase>& info) { return info.param.name; });
+
+TEST(RunSmbclient, CommandLine) {
+    WriteFakeTool("/usr/local/bin/smbclient", "exit 0");
+    DomainFixture fixture(ParseJson(R"({"username": "EX\\admin", "password": "pw",
+                                        "dc_ips": "192.0.2.10,,192.0.2.11"})"));
+    fixture.probe.SetDebugLevel(2);
+    fixture.probe.SetSmbShare("sysvol");
+    fixture.probe.SetSmbclientCmd("ls");
+    ErrorSeverity severity = kCodeOnly;
+    ErrorCode err = kNoError;
+    EXPECT_TRUE(fixture.probe.RunSmbclient(severity, err, 5));
+    EXPECT_EQ(ToolArgs("smbclient"),
+              "-d2 -U EX\\admin%pw -c ls //192.0.2.10/sysvol\n"
+              "-d2 -U EX\\admin%pw -c ls //192.0.2.11/sysvol\n");
+}
+
+// The controller's name for Kerberos; every other net command succeeds.
+const char kNetInfo[] = "case \"$2\" in info) echo 'LDAP_server_name: dc1.example.test';; esac";
+
+// smbclient that serves the policy template over one protocol: $1 names it.
+std::string PolicyServer(const std::string& protocol) {
+    return "case \"$*\" in *" + protocol +
+           "*) printf '\\377\\376[\\000U\\000n\\000i\\000c\\000o\\000d\\000e\\000]\\000\\r\\000"
+           "\\n\\000' > /tmp/GptTmpl.inf;;\n"
+           "*) echo 'NT_STATUS_OBJECT_NAME_NOT_FOUND opening remote file'; exit 1;;\nesac";
+}
+
+struct PolicyCase {
+    const char* name;
+    std::string smbclient;
+    ErrorCode result;
+    Strings lines;
+};
+
+class GetGPOTest : public testing::TestWithParam<PolicyCase> {};
+
+TEST_P(GetGPOTest, TemplateOverKerberosThenNTLM) {
+    const PolicyCase& c = GetParam();
+    SetSecurity("ads", "\trealm = example.test\n");
+    Sandbox::WriteFile("/etc/krb5.conf", "kept\n");
+    WriteFakeTool("/usr/local/bin/net", kNetInfo);
+    WriteFakeTool("/usr/local/bin/smbclient", c.smbclient);
+    DomainFixture fixture(ParseJson(R"({"dc_ips": "192.0.2.10"})"));
+    Strings lines;
+    EXPECT_EQ(fixture.probe.GetGPO("{31B2F340-016D-11D2-945F-00C04FB984F9}", lines), c.result);
+    EXPECT_EQ(lines, c.lines);
+    EXPECT_FALSE(Sandbox::Exists("/tmp/GptTmpl.inf"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, GetGPOTest,
+    testing::Values(PolicyCase{"OverKerberos", PolicyServer("-k"), kNoError, {"[Unicode]"}},
+                    PolicyCase{"OverNTLM", PolicyServer("-P"), kNoError, {"[Unicode]"}},
+                    PolicyCase{"NotFound", PolicyServer("never"), kGPONotFound, {}}),
+    [](const testing::TestParamInfo<PolicyCase>& info) { return info.param.name; });
+
+TEST(GetGPO, RemotePathAndJoinRequired) {
+    SetSecurity("ads", "\trealm = example.test\n");
+    Sandbox::WriteFile("/etc/krb5.conf", "kept\n");
+    WriteFakeTool("/usr/local/bin/net", kNetInfo);
+    WriteFakeTool("/usr/local/bin/smbclient", PolicyServer("-k"));
+    DomainFixture fixture(ParseJson(R"({"dc_ips": "192.0.2.10"})"));
+    Strings lines;
+    fixture.probe.GetGPO("{ID}", lines);
+    EXPECT_EQ(ToolArgs("smbclient"),
+              "-d0 -k -c get \"EXAMPLE.TEST\\Policies\\{ID}\\MACHINE\\Microsoft\\Windows NT"
+              "\\SecEdit\\GptTmpl.inf\" /tmp/GptTmpl.inf //dc1.example.test/sysvol\n");
+    SetSecurity("user");
+    DomainFixture unjoined;
+    EXPECT_EQ(unjoined.probe.GetGPO("{ID}", lines), kDomainJoinRequired);
+}
+
+}  // namespace

@@ -1,0 +1,237 @@
+#include <gtest/gtest.h>
+
+#include "api_table.hpp"
+#include "call.hpp"
+#include "dns_server.hpp"
+#include "net_lab.hpp"
+#include "sandbox.hpp"
+#include "string_array.hpp"
+#include "tcp_listener.hpp"
+#include "tool_override.hpp"
+#include "util.hpp"
+
+namespace {
+
+const char kCheckListDirectory[] = "/usr/qarn/etc.defaults/directory/checklist/";
+const char kLastTestFile[] = "/usr/qarn/etc/directory/last_test";
+
+void ExpectAnswer(const QARN::APIResponse& response, int code, const Json::Value& data) {
+    ASSERT_TRUE(response.IsAnswered());
+    EXPECT_EQ(response.GetErrorCode(), code);
+    EXPECT_EQ(response.GetData(), data);
+}
+
+Json::Value Param(const char* name, const Json::Value& value) {
+    Json::Value params(Json::objectValue);
+    params[name] = value;
+    return params;
+}
+
+class GetStagesTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(GetStagesTest, RefusesAnythingButTheFourTypes) {
+    ExpectAnswer(CallEntry(GetStages_v1, Param("type", GetParam())), 501, Json::Value());
+}
+
+INSTANTIATE_TEST_SUITE_P(Types, GetStagesTest,
+                         testing::Values("", "Domain_pretest", "domain_pretest ", "../last_test"));
+
+TEST(GetStages, ReturnsTheInstalledListUnchanged) {
+    const Json::Value list = ParseJson(R"({"stages": [{"stage": "dns"}]})");
+    Sandbox::WriteFile(std::string(kCheckListDirectory) + "ldap_posttest", list.toStyledString());
+    ExpectAnswer(CallEntry(GetStages_v1, Param("type", "ldap_posttest")), 0, list);
+    Sandbox::WriteFile(std::string(kCheckListDirectory) + "ldap_posttest", "{broken");
+    ExpectAnswer(CallEntry(GetStages_v1, Param("type", "ldap_posttest")), 502, Json::Value());
+    Sandbox::Remove(std::string(kCheckListDirectory) + "ldap_posttest");
+    ExpectAnswer(CallEntry(GetStages_v1, Param("type", "ldap_posttest")), 502, Json::Value());
+}
+
+// Every check of a shipped list names an earlier check when it takes a parameter from one.
+TEST(GetStages, ShippedListsAreRunnable) {
+    for (const char* type :
+         {"domain_pretest", "domain_posttest", "ldap_pretest", "ldap_posttest"}) {
+        Json::Value list;
+        ASSERT_TRUE(JsonFromFile(std::string(DSCHECK_SOURCE_DIR) + "/checklist/" + type, list))
+            << type;
+        EXPECT_EQ(list["type"], type);
+        std::set<std::string> seen;
+        for (const Json::Value& stage : list["stages"]) {
+            for (const Json::Value& check : stage["checks"]) {
+                for (const Json::Value& source : check["params"]) {
+                    if (source.isMember("from")) {
+                        EXPECT_EQ(seen.count(source["from"].asString()), 1u)
+                            << type << ": " << check["id"].asString();
+                    }
+                }
+                EXPECT_TRUE(seen.insert(check["id"].asString()).second) << type;
+            }
+        }
+        EXPECT_FALSE(seen.empty()) << type;
+    }
+}
+
+TEST(LastTest, StampIsReadBack) {
+    Sandbox::Remove(kLastTestFile);
+    ExpectAnswer(CallEntry(GetLastTest_v1), 0, Json::Value());
+    Sandbox::WriteFile(kLastTestFile, "");
+    ExpectAnswer(CallEntry(SetLastTest_v1), 0, Json::Value());
+    const Json::Value stamp = CallEntry(GetLastTest_v1).GetData();
+    EXPECT_EQ(stamp.getMemberNames(), std::vector<std::string>{"last_test_time"});
+    EXPECT_EQ(std::to_string(stamp["last_test_time"].asInt64()).size(), 13u);
+}
+
+TEST(LastTest, MissingDirectoryStillAnswersSuccess) {
+    Sandbox::Run({"/bin/rm", "-rf", "/usr/qarn/etc/directory"});
+    ExpectAnswer(CallEntry(SetLastTest_v1), 0, Json::Value());
+}
+
+TEST(TestPort, ClosedLDAPPortOfOneHost) {
+    const int port = 389;
+    ExpectAnswer(
+        CallEntry(TestPort_v1, ParseJson(R"({"server_address": "127.0.0.1", "port": 389})")), 1016,
+        ParseJson(R"({"info": {"port": 389, "service": "LDAP",
+                                        "server_list": ["127.0.0.1"]},
+                               "isPlural": false, "level": 0})"));
+    TcpListener listener("127.0.0.1", port);
+    ExpectAnswer(
+        CallEntry(TestPort_v1, ParseJson(R"({"server_address": "127.0.0.1", "port": 389})")), 0,
+        Json::Value());
+}
+
+struct PortCase {
+    int port;
+    int code;
+    const char* service;
+};
+
+class PortErrorTest : public testing::TestWithParam<PortCase> {};
+
+TEST_P(PortErrorTest, NamesTheService) {
+    Json::Value params = Param("server_address", "127.0.0.1");
+    params["port"] = GetParam().port;
+    const QARN::APIResponse response = CallEntry(TestPort_v1, params);
+    EXPECT_EQ(response.GetErrorCode(), GetParam().code);
+    EXPECT_EQ(response.GetData()["info"]["service"], GetParam().service);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ports, PortErrorTest,
+                         testing::Values(PortCase{53, 1014, "DNS"}, PortCase{88, 1013, "Kerberos"},
+                                         PortCase{137, 1012, "NetBIOS"}, PortCase{445, 1010, "SMB"},
+                                         PortCase{636, 1016, "LDAP"},
+                                         PortCase{8080, 1015, "Unknown"}));
+
+TEST(TestPortByDomain, OtherLDAPPortStandsIn) {
+    TcpListener ldaps("127.0.0.11", 636);
+    ExpectAnswer(CallEntry(TestPortByDomain_v1,
+                           ParseJson(R"({"dc_ips": "127.0.0.11,127.0.0.12", "port": 389})")),
+                 1011, ParseJson(R"({"info": {"port": "389, 636", "service": "LDAP",
+                                        "server_list": ["127.0.0.12"]},
+                               "isPlural": true, "level": 1})"));
+}
+
+TEST(TestPortByDomain, WildcardFallsBackToSRVTargets) {
+    TcpListener kerberos("127.0.0.11", 88);
+    const Json::Value srv = ParseJson(R"({"kerberos": ["127.0.0.11"], "ldap": ["127.0.0.12"]})");
+    Json::Value params = Param("dc_ips", "*");
+    params["srv_target_ip"] = srv;
+    params["port"] = 88;
+    ExpectAnswer(CallEntry(TestPortByDomain_v1, params), 0, Json::Value());
+    params["port"] = 445;
+    EXPECT_EQ(CallEntry(TestPortByDomain_v1, params).GetData()["info"]["server_list"],
+              StringArray({"127.0.0.12"}));
+    params.removeMember("srv_target_ip");
+    ExpectAnswer(CallEntry(TestPortByDomain_v1, params), 501, Json::Value());
+}
+
+// The lab's gateway answers pings; its MTU decides what gets through.
+class MTUTest : public testing::Test {
+  protected:
+    Json::Value Targets(std::initializer_list<const char*> targets, bool pathMTU = false) {
+        Json::Value params = Param("test_ip", StringArray(targets));
+        params["pmtu_mode"] = pathMTU;
+        return params;
+    }
+};
+
+TEST_F(MTUTest, FullSizedPathPasses) {
+    NetLab lab;
+    ExpectAnswer(CallEntry(TestMTU_v1, Targets({NetLab::kGatewayIPv6}), 2), 0, Json::Value());
+    ExpectAnswer(CallEntry(TestMTU_v1, Param("test_ip", NetLab::kGatewayIPv4)), 0, Json::Value());
+}
+
+TEST_F(MTUTest, BlackHoleIsReportedAndSilentHostsListed) {
+    NetLab lab(1400);
+    lab.AddSilentAddress("10.20.0.99");
+    ExpectAnswer(CallEntry(TestMTU_v1, Targets({"10.20.0.99", NetLab::kGatewayIPv4}), 2), 1020,
+                 ParseJson(R"({"info": {"icmp_no_reply": ["10.20.0.99"],
+                                        "inconsistent_mtu_ip": ["10.20.0.2"]},
+                               "isPlural": false, "level": 1})"));
+}
+
+TEST_F(MTUTest, PathMTUModeCountsAMeasurementAsPass) {
+    NetLab lab;
+    ExpectAnswer(CallEntry(TestMTU_v1, Targets({NetLab::kGatewayIPv4}, true), 2), 0, Json::Value());
+}
+
+TEST_F(MTUTest, NoTargetOrNoAddress) {
+    ExpectAnswer(CallEntry(TestMTU_v1, Param("test_ip", "")), 501, Json::Value());
+    ExpectAnswer(CallEntry(TestMTU_v1, Targets({}), 2), 501, Json::Value());
+    ExpectAnswer(CallEntry(TestMTU_v1, Targets({"dc1.ex.test", "10.20.0.2"}), 2), 501,
+                 Json::Value());
+}
+
+TEST_F(MTUTest, BrokenPingIsAnInternalFailure) {
+    NetLab lab;
+    ToolOverride ping("/usr/bin/ping", "exit 2");
+    ExpectAnswer(CallEntry(TestMTU_v1, Targets({NetLab::kGatewayIPv4}), 2), 502, Json::Value());
+}
+
+class ConflictTest : public testing::Test {
+  protected:
+    ConflictTest() { Sandbox::Link("/usr/bin/arping", "/sbin/arping"); }
+    NetLab m_lab;
+};
+
+TEST_F(ConflictTest, OwnAddressUsedElsewhere) {
+    ExpectAnswer(CallEntry(TestNasIPConflict_v1), 0, Json::Value());
+    m_lab.AddHost("intruder", {NetLab::kLocalIPv4});
+    ExpectAnswer(CallEntry(TestNasIPConflict_v1), 1021,
+                 ParseJson(R"({"isPlural": false, "level": 0})"));
+}
+
+TEST_F(ConflictTest, AddressAnsweredFromTwoHardwareAddresses) {
+    m_lab.AddHost("twin1", {"10.20.0.50"});
+    m_lab.AddHost("twin2", {"10.20.0.50"});
+    m_lab.AddHost("single", {"10.20.0.51"});
+    ExpectAnswer(
+        CallEntry(TestIPConflict_v1,
+                  Param("test_ip", StringArray({"10.20.0.50", "10.20.0.51", "fd00:20::2"})), 2),
+        1022, ParseJson(R"({"info": {"conflict_ip": ["10.20.0.50"]},
+                               "isPlural": false, "level": 1})"));
+    EXPECT_EQ(CallEntry(TestIPConflict_v1, Param("test_ip", "10.20.0.50")).GetData()["level"], 0);
+    ExpectAnswer(CallEntry(TestIPConflict_v1, Param("test_ip", "10.20.0.51")), 0, Json::Value());
+}
+
+TEST_F(ConflictTest, HostNameRegisteredForAnotherAddress) {
+    Sandbox::Link(std::string(DSCHECK_BINARY_DIR) + "/qarnwin", "/usr/qarn/sbin/qarnwin");
+    Sandbox::WriteFile("/etc/resolv.conf", "nameserver 127.0.0.2\n");
+    DnsServer server("ex.test");
+    server.AddHost("sandbox.ex.test", {"10.20.0.77"}).Start();
+    ExpectAnswer(CallEntry(TestHostnameConflict_v1, Param("server_address", "ex.test")), 1023,
+                 ParseJson(R"({"info": {"conflict_ip": "10.20.0.77", "local_ip": "10.20.0.1"},
+                               "isPlural": false, "level": 1})"));
+    ExpectAnswer(CallEntry(TestHostnameConflict_v1, Param("server_address", "sub.ex.test")), 0,
+                 Json::Value());
+}
+
+TEST(HostnameConflict, ToolOutputEdges) {
+    ExpectAnswer(CallEntry(TestHostnameConflict_v1), 501, Json::Value());
+    Sandbox::Remove("/usr/qarn/sbin/qarnwin");
+    ExpectAnswer(CallEntry(TestHostnameConflict_v1, Param("server_address", "ex.test")), 502,
+                 Json::Value());
+    ToolOverride silent("/usr/qarn/sbin/qarnwin", "exit 0");
+    ExpectAnswer(CallEntry(TestHostnameConflict_v1, Param("server_address", "ex.test")), 502,
+                 Json::Value());
+}
+
+}  // namespace

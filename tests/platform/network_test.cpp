@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "net_lab.hpp"
+#include "qarn.h"
+#include "sandbox.hpp"
+
+namespace {
+
+const char kResolvConf[] = "/etc/resolv.conf";
+
+std::string DNSSetting(int size = 20) {
+    std::string buffer(static_cast<size_t>(size), '\0');
+    if (QARNNetDNSGet(&buffer[0], size) != 0) return "<failed>";
+    return buffer.c_str();
+}
+
+TEST(DNSGet, JoinsWholeEntriesThatFit) {
+    Sandbox::WriteFile(kResolvConf,
+                       "# x\nnameserver 192.0.2.1\n nameserver\t192.0.2.2\n"
+                       "nameserver 192.0.2.33\n");
+    EXPECT_EQ(DNSSetting(), "192.0.2.1,192.0.2.2");
+    EXPECT_EQ(DNSSetting(64), "192.0.2.1,192.0.2.2,192.0.2.33");
+    Sandbox::WriteFile(kResolvConf, "nameserver 2001:db8:1234:5678::53\n");
+    EXPECT_EQ(DNSSetting(), "<failed>");
+    Sandbox::WriteFile(kResolvConf, "search ex.test\n");
+    EXPECT_EQ(DNSSetting(), "<failed>");
+}
+
+QLIBC_SZLIST* List(std::initializer_list<const char*> entries) {
+    QLIBC_SZLIST* list = QLIBCSzListAlloc(4);
+    for (const char* entry : entries) QLIBCSzListPush(&list, entry);
+    return list;
+}
+
+TEST(DNSListSet, RewritesTheLinkedFileAndKeepsOtherLines) {
+    Sandbox::WriteFile("/run/resolvconf/resolv.conf", "search ex.test\nnameserver 192.0.2.1\n");
+    Sandbox::Link("/run/resolvconf/resolv.conf", kResolvConf);
+    QLIBC_SZLIST* list = List({"192.0.2.53", "2001:db8::53"});
+    EXPECT_EQ(QARNNetDNSListSet(list), 0);
+    QLIBCSzListFree(list);
+    EXPECT_EQ(Sandbox::ReadFile("/run/resolvconf/resolv.conf"),
+              "search ex.test\nnameserver 192.0.2.53\nnameserver 2001:db8::53\n");
+}
+
+TEST(DNSListSet, UnsafeEntryLeavesTheFileAlone) {
+    Sandbox::WriteFile(kResolvConf, "nameserver 192.0.2.1\n");
+    for (const char* entry : {"", "192.0.2.5 # x", "192.0.2.5\noptions debug"}) {
+        QLIBC_SZLIST* list = List({"192.0.2.9", entry});
+        EXPECT_LT(QARNNetDNSListSet(list), 0) << entry;
+        QLIBCSzListFree(list);
+    }
+    EXPECT_EQ(Sandbox::ReadFile(kResolvConf), "nameserver 192.0.2.1\n");
+}
+
+TEST(Interfaces, DefaultGatewayInterfaceAndItsAddress) {
+    char name[16] = {};
+    EXPECT_LT(QARNNetDefaultGatewayInterfaceGet(name, sizeof(name)), 0);
+    NetLab lab;
+    ASSERT_EQ(QARNNetDefaultGatewayInterfaceGet(name, sizeof(name)), 0);
+    EXPECT_STREQ(name, NetLab::kInterface);
+    EXPECT_LT(QARNNetDefaultGatewayInterfaceGet(name, 4), 0);
+    char address[16] = {};
+    EXPECT_EQ(QARNILnxGetIP(name, address, sizeof(address)), 9);
+    EXPECT_STREQ(address, NetLab::kLocalIPv4);
+    EXPECT_EQ(QARNGetMTUSetting(name), 1500);
+}
+
+TEST(Interfaces, BadInterfaceNamesAreRefused) {
+    for (const char* name : {"", "..", "lo/../lo", "averyveryverylongname"}) {
+        char address[16] = {};
+        EXPECT_LT(QARNILnxGetIP(name, address, sizeof(address)), 0) << name;
+        EXPECT_LT(QARNGetMTUSetting(name), 0) << name;
+    }
+    EXPECT_LT(QARNGetMTUSetting(nullptr), 0);
+}
+
+struct AddressCase {
+    const char* text;
+    int type;
+};
+
+class AddrTypeTest : public testing::TestWithParam<AddressCase> {};
+
+TEST_P(AddrTypeTest, Classifies) {
+    EXPECT_EQ(QARNNetGetAddrType(GetParam().text), GetParam().type);
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, AddrTypeTest,
+                         testing::Values(AddressCase{"192.0.2.1", 2}, AddressCase{"::1", 10},
+                                         AddressCase{"2001:db8::1", 10},
+                                         AddressCase{"192.0.2.256", 0}, AddressCase{"dc1", 0},
+                                         AddressCase{" 192.0.2.1", 0}, AddressCase{"", 0},
+                                         AddressCase{"fe80::1%lan0", 0}));
+
+}  // namespace
