@@ -1,5 +1,6 @@
 #include "api_table.hpp"
 
+#include "check_ldap.hpp"
 #include "common_check.hpp"
 #include "common_dns.hpp"
 #include "debug_handler.hpp"
@@ -103,6 +104,67 @@ void PrepareTestIP_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
     RunCheck<DomainCore, &DomainCore::PrepareTestIP>(request, response);
 }
 
+void CheckLDAPServerAddress_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<LDAPTestHandler, &LDAPTestHandler::TestServerAddress>(request, response);
+}
+
+void CheckLDAPAuthInfo_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<LDAPTestHandler, &LDAPTestHandler::TestAuthInfo>(request, response);
+}
+
+void CheckLDAPProfile_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<LDAPTestHandler, &LDAPTestHandler::TestProfile>(request, response);
+}
+
+void CheckLDAPUserNameEmpty_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<LDAPTestHandler, &LDAPTestHandler::TestNameEmpty>(request, response);
+}
+
+void CheckLDAPUserNameDup_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<LDAPTestHandler, &LDAPTestHandler::TestNameDup>(request, response);
+}
+
+void CheckLDAPUserIdEmpty_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<LDAPTestHandler, &LDAPTestHandler::TestIdEmpty>(request, response);
+}
+
+void CheckLDAPUserIdType_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<LDAPTestHandler, &LDAPTestHandler::TestIdType>(request, response);
+}
+
+void CheckLDAPUserIdDup_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<LDAPTestHandler, &LDAPTestHandler::TestIdDup>(request, response);
+}
+
+// The group methods run the user ones; the request's "type" tells users from groups.
+void CheckLDAPGroupNameEmpty_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    CheckLDAPUserNameEmpty_v1(request, response);
+}
+
+void CheckLDAPGroupNameDup_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    CheckLDAPUserNameDup_v1(request, response);
+}
+
+void CheckLDAPGroupIdEmpty_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    CheckLDAPUserIdEmpty_v1(request, response);
+}
+
+void CheckLDAPGroupIdType_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    CheckLDAPUserIdType_v1(request, response);
+}
+
+void CheckLDAPGroupIdDup_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    CheckLDAPUserIdDup_v1(request, response);
+}
+
+void CheckLDAPSambaSchema_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<LDAPTestHandler, &LDAPTestHandler::TestSambaSchema>(request, response);
+}
+
+void CheckLDAPSambaNTPwd_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
+    RunCheck<LDAPTestHandler, &LDAPTestHandler::TestSambaNTPwd>(request, response);
+}
+
 void GenerateIssue_v1(QARN::APIRequest* request, QARN::APIResponse* response) {
     RunCheck<DebugHandler, &DebugHandler::GenerateIssue>(request, response);
 }
@@ -131,6 +193,21 @@ const QARN::WebAPIEntry gTable[] = {
     {DS_API("Progress"), 1, "end_progress", EndProgress_v1},
     {DS_API("Domain"), 1, "check_server_address", CheckServerAddress_v1},
     {DS_API("Domain"), 1, "prepare_test_ip", PrepareTestIP_v1},
+    {DS_API("LDAP"), 1, "check_server_address", CheckLDAPServerAddress_v1},
+    {DS_API("LDAP"), 1, "check_auth_info", CheckLDAPAuthInfo_v1},
+    {DS_API("LDAP"), 1, "check_profile", CheckLDAPProfile_v1},
+    {DS_API("LDAP"), 1, "check_user_name_empty", CheckLDAPUserNameEmpty_v1},
+    {DS_API("LDAP"), 1, "check_user_name_dup", CheckLDAPUserNameDup_v1},
+    {DS_API("LDAP"), 1, "check_user_id_empty", CheckLDAPUserIdEmpty_v1},
+    {DS_API("LDAP"), 1, "check_user_id_type", CheckLDAPUserIdType_v1},
+    {DS_API("LDAP"), 1, "check_user_id_dup", CheckLDAPUserIdDup_v1},
+    {DS_API("LDAP"), 1, "check_group_name_empty", CheckLDAPGroupNameEmpty_v1},
+    {DS_API("LDAP"), 1, "check_group_name_dup", CheckLDAPGroupNameDup_v1},
+    {DS_API("LDAP"), 1, "check_group_id_empty", CheckLDAPGroupIdEmpty_v1},
+    {DS_API("LDAP"), 1, "check_group_id_type", CheckLDAPGroupIdType_v1},
+    {DS_API("LDAP"), 1, "check_group_id_dup", CheckLDAPGroupIdDup_v1},
+    {DS_API("LDAP"), 1, "check_samba_schema", CheckLDAPSambaSchema_v1},
+    {DS_API("LDAP"), 1, "check_samba_ntpwd", CheckLDAPSambaNTPwd_v1},
     {DS_API("Debug"), 1, "generate_issue", GenerateIssue_v1},
     {nullptr, 0, nullptr, nullptr},
 };

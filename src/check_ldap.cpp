@@ -1,0 +1,565 @@
+#include "check_ldap.hpp"
+
+#include <string.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "dns_resolver.hpp"
+#include "error_code.hpp"
+#include "log.hpp"
+#include "port_checker.hpp"
+#include "qarn.h"
+#include "util.hpp"
+
+namespace {
+
+const char kLDAPConf[] = "/usr/qarn/etc/openldap/ldap.conf";
+const char kLDAPConfDefaults[] = "/usr/qarn/etc.defaults/openldap/ldap.conf";
+const char kClientCertificate[] = "/var/lib/ldap/ldapclient.crt";
+const char kClientKey[] = "/var/lib/ldap/ldapclient.key";
+const char kCachePrefix[] = "/tmp/LDAP_result_";
+const int kLDAPPort = 389;
+const int kLDAPSPort = 636;
+const int kConfidentialityRequired = 13;
+
+// Flags of QARNLDAPConfSetOne.
+const int kConfSet = 0;
+const int kConfReset = 1;
+
+std::string CachePath(const std::string& category) {
+    return kCachePrefix + category + ".json";
+}
+
+// Whether entry has the attribute as a string (possibly empty); its text into *text.
+bool Attribute(const Json::Value& entry, const std::string& name, std::string* text) {
+    if (!entry.isObject() || name.empty()) return false;
+    const Json::Value& value = entry[name];
+    if (!value.isString()) return false;
+    *text = value.asString();
+    return true;
+}
+
+// Appends the entry's DN to list when it has one.
+void ListDN(const Json::Value& entry, Json::Value* list) {
+    std::string dn;
+    if (Attribute(entry, "dn", &dn) && !dn.empty()) list->append(dn);
+}
+
+bool AllDigits(const std::string& text) {
+    return text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// The name (kind "name") or ID (kind "id") attribute a result was made with.
+std::string ResultAttribute(const Json::Value& result, const char* kind) {
+    const Json::Value& attribute = result["attribute"];
+    return attribute.isObject() && attribute[kind].isString() ? attribute[kind].asString() : "";
+}
+
+bool IsUsableResult(const Json::Value& result, const std::string& category) {
+    return result.isObject() && result[category].isArray();
+}
+
+}  // namespace
+
+LDAPTestHandler::LDAPTestHandler(QARN::APIRequest* request, QARN::APIResponse* response)
+    : m_request(request), m_response(response) {}
+
+LDAPTestHandler::~LDAPTestHandler() {
+    if (QARNLDAPConfSetOne(kLDAPConf, kLDAPConfDefaults, "TLS_CERT", kClientCertificate,
+                           kConfReset) < 0 ||
+        QARNLDAPConfSetOne(kLDAPConf, kLDAPConfDefaults, "TLS_KEY", kClientKey, kConfReset) < 0) {
+        DS_LOG(LOG_ERR, "%s:%d reset config failed");
+    }
+    QARNLDAPSearchFree(&m_searchRequest, &m_searchResult);
+}
+
+// --- frame --------------------------------------------------------------------------------------
+
+int LDAPTestHandler::GetParams() {
+    m_serverAddress = m_request->GetParam("server_address", "").asString();
+    m_baseDN = m_request->GetParam("base_dn", "").asString();
+    m_encryption = m_request->GetParam("encryption", "").asString();
+    m_bindDN = m_request->GetParam("bind_dn", "").asString();
+    m_bindPW = m_request->GetParam("bind_pw", "").asString();
+    m_clientCertificate = m_request->GetParam("enable_client_certificate", false).asBool();
+    m_profileRules = m_request->GetParam("profile_rules", Json::Value(Json::arrayValue));
+    if (m_serverAddress.empty() || m_baseDN.empty() || m_encryption.empty() || m_bindDN.empty() ||
+        m_bindPW.empty()) {
+        DS_LOG(LOG_ERR, "%s:%d Err: Check all params");
+        m_response->SetError(kLDAPParamInvalid, Json::Value());
+        return -1;
+    }
+    if (QARNNetGetAddrType(m_serverAddress.c_str()) == 10) {
+        m_serverAddress = "[" + m_serverAddress + "]";
+    }
+    if (m_bindDN.find('=') == std::string::npos && !m_clientCertificate) {
+        m_bindDN = "uid=" + m_bindDN + ",cn=users," + m_baseDN;
+    }
+
+    m_connection.szServer = m_serverAddress.c_str();
+    m_connection.szBaseDN = m_baseDN.c_str();
+    m_connection.szBindDN = m_bindDN.c_str();
+    m_connection.szBindPW = m_bindPW.c_str();
+    m_connection.tlsType = QARNLDAPSSLToType(m_encryption == "ssl" ? "yes" : m_encryption.c_str());
+    m_connection.serverType = -1;
+    if (QARNLDAPBrowserCheckServerType(&m_connection) < 0) {
+        DS_LOG(LOG_ERR, "%s:%d Can't get server type");
+    }
+
+    if (m_request->GetParam("modify_user_profile", false).asBool()) {
+        SetProfile("filter", "passwd", m_request->GetParam("profile_user_filter", "").asString());
+        SetProfile("passwd", "uid", m_request->GetParam("profile_user_uid", "").asString());
+        SetProfile("passwd", "uidNumber",
+                   m_request->GetParam("profile_user_uid_number", "").asString());
+    }
+    if (m_request->GetParam("modify_group_profile", false).asBool()) {
+        SetProfile("filter", "group", m_request->GetParam("profile_group_filter", "").asString());
+        SetProfile("group", "cn", m_request->GetParam("profile_group_cn", "").asString());
+        SetProfile("group", "gidNumber",
+                   m_request->GetParam("profile_group_gid_number", "").asString());
+    }
+    return 0;
+}
+
+int LDAPTestHandler::InitRequest() {
+    if (QARNLDAPSearchRequestInit(&m_searchRequest, 1) == -1) {
+        DS_LOG(LOG_ERR, "%s:%d init request buffer failed");
+        m_response->SetError(kLDAPRequestInitFailed, Json::Value());
+        return -1;
+    }
+    int flag = m_clientCertificate ? kConfSet : kConfReset;
+    if (QARNLDAPConfSetOne(kLDAPConf, kLDAPConfDefaults, "TLS_CERT", kClientCertificate, flag) <
+            0 ||
+        QARNLDAPConfSetOne(kLDAPConf, kLDAPConfDefaults, "TLS_KEY", kClientKey, flag) < 0) {
+        DS_LOG(LOG_ERR, "%s:%d set LDAP config failed");
+        m_response->SetError(kLDAPSearchFailed, Json::Value());
+        return -1;
+    }
+    return 0;
+}
+
+bool LDAPTestHandler::GetParamBoolType(std::string name) {
+    if (!m_request->HasParam(name)) return false;
+    Json::Value value = m_request->GetParam(name, false);
+    if (value.isBool()) return value.asBool();
+    if (value.isString()) return value.asString() == "true";
+    return false;
+}
+
+void LDAPTestHandler::SetProfile(const std::string& category, const std::string& attribute,
+                                 const std::string& target) {
+    if (!m_profileRules.isArray()) return;
+    for (Json::Value& rule : m_profileRules) {
+        if (rule.isObject() && rule["category"].asString() == category &&
+            rule["attribute"].asString() == attribute) {
+            rule["target"] = target;
+            return;
+        }
+    }
+}
+
+std::string LDAPTestHandler::GetProfile(const std::string& category, const std::string& attribute,
+                                        const std::string& fallback) {
+    if (!m_profileRules.isArray()) return fallback;
+    for (const Json::Value& rule : m_profileRules) {
+        if (!rule.isObject() || rule["category"].asString() != category ||
+            rule["attribute"].asString() != attribute) {
+            continue;
+        }
+        std::string target = rule["target"].asString();
+        const std::string hash = "HASH(";
+        if (target.size() > hash.size() && target.compare(0, hash.size(), hash) == 0 &&
+            target.back() == ')') {
+            target = target.substr(hash.size(), target.size() - hash.size() - 1);
+            if (attribute == "uidNumber" || attribute == "gidNumber") m_hashedID = true;
+        }
+        return target.empty() ? fallback : target;
+    }
+    return fallback;
+}
+
+void LDAPTestHandler::SetFilter(std::string filter) {
+    m_filter = std::move(filter);
+    m_searchRequest.szFilter = m_filter.c_str();
+}
+
+int LDAPTestHandler::SetAttribute(std::vector<std::string> names) {
+    for (const std::string& name : names) {
+        if (QLIBCSzListPush(&m_searchRequest.pAttrs, name.c_str()) < 0) {
+            DS_LOG(LOG_ERR, "%s:%d set attribute[%s] failed", name.c_str());
+            return -1;
+        }
+    }
+    return 0;
+}
+
+bool LDAPTestHandler::QueryData(const std::string& category, Json::Value* out) {
+    if (GetParams() == -1 || InitRequest() == -1) return false;
+    (*out)["server_type"] = m_connection.serverType;
+
+    std::string filter;
+    std::vector<std::string> attributes;
+    if (category == "any") {
+        m_searchRequest.oneEntry = 1;
+        attributes = {"dn"};
+    } else if (category == "sambaDomain") {
+        filter = "objectClass=" + category;
+    } else if (category == "user" || category == "group") {
+        bool user = category == "user";
+        filter = user ? GetProfile("filter", "passwd", "(objectClass=posixAccount)")
+                      : GetProfile("filter", "group", "(objectClass=posixGroup)");
+        std::string name =
+            user ? GetProfile("passwd", "uid", "uid") : GetProfile("group", "cn", "cn");
+        std::string id = user ? GetProfile("passwd", "uidNumber", "uidNumber")
+                              : GetProfile("group", "gidNumber", "gidNumber");
+        attributes = {"dn", name, id};
+        if (user) attributes.push_back("sambaNTPassword");
+        Json::Value& data = (*out)["data"];
+        data[user ? "profile_user_filter" : "profile_group_filter"] = filter;
+        data[user ? "profile_user_uid" : "profile_group_cn"] = name;
+        data[user ? "profile_user_uid_number" : "profile_group_gid_number"] = id;
+        (*out)["attribute"]["name"] = name;
+        (*out)["attribute"]["id"] = id;
+    } else {
+        m_response->SetError(kLDAPParamInvalid, Json::Value());
+        return false;
+    }
+    if (!filter.empty()) SetFilter(filter);
+    if (!attributes.empty()) SetAttribute(attributes);
+
+    if (QARNLDAPSearchInit(&m_connection, &m_searchRequest, &m_searchResult) < 0) {
+        DS_LOG(LOG_ERR, "%s:%d search init failed[0x%04X %s:%d]", QLIBCErrGet(),
+               QLIBCErrorGetFile(), QLIBCErrorGetLine());
+        m_response->SetError(kLDAPSearchFailed, Json::Value());
+        return false;
+    }
+    Json::Value& entries = (*out)[category];
+    if (!entries.isArray()) entries = Json::Value(Json::arrayValue);
+    int code = ParseResult(&entries);
+    QARNLDAPSearchFree(&m_searchRequest, &m_searchResult);
+    (*out)["ldap_errcode"] = code;
+    (*out)["skip_id_type_check"] = m_hashedID;
+    return true;
+}
+
+int LDAPTestHandler::ParseResult(Json::Value* out) {
+    Json::Value entry(Json::objectValue);
+    bool firstEntry = true;
+    bool debug = QARNLDAPDebugEnabled() != 0;
+    while (QARNLDAPSearchGetNext(&m_searchRequest, &m_searchResult) == 1) {
+        int count = QARNLDAPResultGetAttrCount(&m_searchResult);
+        for (int j = 0; j < count; ++j) {
+            const char* key = QARNLDAPResultGetKey(&m_searchResult, j);
+            const char* value = QARNLDAPResultGetValue(&m_searchResult, j);
+            if (!key || !value) continue;
+            if (debug) {
+                // Password hashes stay out of the log.
+                bool secret = strcasecmp(key, "sambaNTPassword") == 0;
+                DS_LOG(LOG_ERR, "%s:%d key[%s], value[%s]", key, secret ? "***" : value);
+            }
+            if (strcmp(key, "dn") == 0) {
+                if (!firstEntry) {
+                    out->append(std::move(entry));
+                    entry = Json::Value(Json::objectValue);
+                }
+                firstEntry = false;
+            }
+            entry[key] = value;
+        }
+    }
+    if (!entry.empty()) out->append(std::move(entry));
+    int status = m_searchResult.status;
+    return status == 4 ? 0 : status;  // the size limit of a one-entry search is no failure
+}
+
+void LDAPTestHandler::ReplyProfileError(const std::string& category, const Json::Value& result,
+                                        Json::Value& reply) {
+    reply["data"] = result["data"];
+    if (category == "user") {
+        reply["level"] = 0;
+        reply["params"]["modify_user_profile"] = true;
+        m_response->SetError(kLDAPUserProfileMismatch, reply);
+    } else {
+        reply["level"] = 1;
+        reply["params"]["modify_group_profile"] = true;
+        m_response->SetError(kLDAPGroupProfileMismatch, reply);
+    }
+}
+
+// --- server, bind and profile -------------------------------------------------------------------
+
+void LDAPTestHandler::TestServerAddress() {
+    std::string address = m_request->GetParam("server_address", "").asString();
+    if (address.empty()) {
+        m_response->SetError(kBadParameter, Json::Value());
+        return;
+    }
+    std::string dns = m_request->GetParam("dns", "").asString();
+    if (QARNNetGetAddrType(address.c_str()) == 0) {
+        DnsResolver resolver;
+        resolver.SetDNS(dns);
+        resolver.SetDomainName(address);
+        resolver.SetRecordType("");
+        Json::Value addresses(Json::arrayValue);
+        if (resolver.ResolveRecord(addresses) != kNoError || !addresses.isArray() ||
+            addresses.empty()) {
+            m_response->SetError(kNameNotResolved, Json::Value());
+            return;
+        }
+        address = addresses[0].asString();
+    }
+    PortChecker checker(address, kLDAPPort);
+    if (checker.Scan() != 0) {
+        checker.SetPort(kLDAPSPort);
+        if (checker.Scan() != 0) {
+            m_response->SetError(kLDAPPortUnreachable, Json::Value());
+            return;
+        }
+    }
+    Json::Value reply;
+    reply["server_address"] = address;
+    m_response->SetSuccess(reply);
+}
+
+void LDAPTestHandler::TestAuthInfo() {
+    Json::Value result;
+    if (!QueryData("any", &result)) return;
+    Json::Value reply;
+    int code = result["ldap_errcode"].asInt();
+    if (code != 0) {
+        reply["ldap_errcode"] = result["ldap_errcode"];
+        reply["level"] = 0;
+        if (code == kConfidentialityRequired) {
+            reply["data"]["encryption"] = "start_tls";
+            m_response->SetError(kLDAPProtectedConnectionRequired, reply);
+        } else {
+            m_response->SetError(kLDAPBindFailed, reply);
+        }
+        return;
+    }
+    reply["bind_dn"] = m_bindDN;
+    m_response->SetSuccess(reply);
+}
+
+void LDAPTestHandler::TestProfile() {
+    std::string category = CategoryParam();
+    Json::Value result;
+    if (!QueryData(category, &result)) return;
+    Json::Value reply;
+    if (result["ldap_errcode"].asInt() != 0) {
+        reply["ldap_errcode"] = result["ldap_errcode"];
+        ReplyProfileError(category, result, reply);
+        return;
+    }
+    std::string name = ResultAttribute(result, "name");
+    std::string id = ResultAttribute(result, "id");
+    bool fits = false;
+    std::string text;
+    for (const Json::Value& entry : result[category]) {
+        if (Attribute(entry, name, &text) && Attribute(entry, id, &text)) {
+            fits = true;
+            break;
+        }
+    }
+    if (!fits) {
+        ReplyProfileError(category, result, reply);
+        return;
+    }
+    if (m_request->GetParam("modify_user_profile", false).asBool() ||
+        m_request->GetParam("modify_group_profile", false).asBool()) {
+        reply["name"] = "customized";
+    }
+    reply["profile_rules"] = m_profileRules;
+    m_response->SetSuccess(reply);
+
+    std::string path = CachePath(category);
+    if (!JsonToFile(result, path)) {
+        DS_LOG(LOG_ERR, "%s:%d output result failed");
+        unlink(path.c_str());
+    }
+}
+
+// --- entries ------------------------------------------------------------------------------------
+
+std::string LDAPTestHandler::CategoryParam() {
+    return m_request->GetParam("type", "user").asString();
+}
+
+bool LDAPTestHandler::GetEntries(const std::string& category, Json::Value* result) {
+    bool forced = m_request->GetParam("forced_get_data", false).asBool();
+    if (!forced && category.find('/') == std::string::npos &&
+        JsonFromFile(CachePath(category), *result) && IsUsableResult(*result, category)) {
+        return true;
+    }
+    *result = Json::Value(Json::objectValue);
+    (*result)[category] = Json::Value(Json::arrayValue);
+    if (!QueryData(category, result)) return false;
+    if ((*result)["ldap_errcode"].asInt() != 0) {
+        Json::Value reply;
+        reply["ldap_errcode"] = (*result)["ldap_errcode"];
+        reply["level"] = 0;
+        m_response->SetError(kLDAPSearchFailed, reply);
+        return false;
+    }
+    return true;
+}
+
+void LDAPTestHandler::ReplyList(const std::string& category, int code, const Json::Value& list,
+                                bool withType, bool withPlural) {
+    if (list.empty()) {
+        m_response->SetSuccess(Json::Value());
+        return;
+    }
+    Json::Value reply;
+    reply["level"] = 1;
+    if (withType) reply["params"]["type"] = category;
+    reply["params"]["forced_get_data"] = true;
+    reply["info"]["list"] = list;
+    if (withPlural) reply["isPlural"] = list.size() >= 2;
+    m_response->SetError(code, reply);
+}
+
+void LDAPTestHandler::TestNameEmpty() {
+    std::string category = CategoryParam();
+    Json::Value result;
+    if (!GetEntries(category, &result)) return;
+    std::string name = ResultAttribute(result, "name");
+    Json::Value list(Json::arrayValue);
+    std::string text;
+    for (const Json::Value& entry : result[category]) {
+        if (!Attribute(entry, name, &text) || text.empty()) ListDN(entry, &list);
+    }
+    ReplyList(category, category == "user" ? kLDAPUserNameEmpty : kLDAPGroupNameEmpty, list, true,
+              false);
+}
+
+void LDAPTestHandler::TestIdEmpty() {
+    std::string category = CategoryParam();
+    Json::Value result;
+    if (!GetEntries(category, &result)) return;
+    std::string id = ResultAttribute(result, "id");
+    Json::Value list(Json::arrayValue);
+    std::string text;
+    for (const Json::Value& entry : result[category]) {
+        if (!Attribute(entry, id, &text) || text.empty()) ListDN(entry, &list);
+    }
+    ReplyList(category, category == "user" ? kLDAPUserIdEmpty : kLDAPGroupIdEmpty, list, true,
+              false);
+}
+
+void LDAPTestHandler::TestIdType() {
+    std::string category = CategoryParam();
+    Json::Value result;
+    if (!GetEntries(category, &result)) return;
+    if (result["skip_id_type_check"].asBool()) {
+        m_response->SetSuccess(Json::Value());
+        return;
+    }
+    std::string id = ResultAttribute(result, "id");
+    Json::Value list(Json::arrayValue);
+    std::string text;
+    for (const Json::Value& entry : result[category]) {
+        if (!Attribute(entry, id, &text) || !AllDigits(text)) ListDN(entry, &list);
+    }
+    ReplyList(category, category == "user" ? kLDAPUserIdType : kLDAPGroupIdType, list, true, false);
+}
+
+void LDAPTestHandler::TestNameDup() {
+    std::string category = CategoryParam();
+    Json::Value result;
+    if (!GetEntries(category, &result)) return;
+    bool user = category == "user";
+    bool ownServer = result["server_type"].asInt() == QARN_LDAP_SERVER_QARN;
+    std::set<std::string> localNames;
+    ReadLocalAccounts(user ? "/etc/passwd" : "/etc/group", "name", &localNames);
+    if (ownServer && user) localNames.erase("admin");
+    if (ownServer && !user) {
+        localNames.erase("users");
+        localNames.erase("administrators");
+    }
+    std::string name = ResultAttribute(result, "name");
+    Json::Value list(Json::arrayValue);
+    std::string text;
+    for (const Json::Value& entry : result[category]) {
+        if (Attribute(entry, name, &text) && !text.empty() && localNames.count(text)) {
+            list.append(text);
+        }
+    }
+    ReplyList(category, user ? kLDAPUserNameDuplicate : kLDAPGroupNameDuplicate, list, true, false);
+}
+
+void LDAPTestHandler::TestIdDup() {
+    std::string category = CategoryParam();
+    if (GetParamBoolType("enable_idmap")) {
+        m_response->SetSuccess(Json::Value());
+        return;
+    }
+    std::set<std::string> localIDs;
+    ReadLocalAccounts(category == "user" ? "/etc/passwd" : "/etc/group", "id", &localIDs);
+    Json::Value result;
+    if (!GetEntries(category, &result)) return;
+    std::string id = ResultAttribute(result, "id");
+    Json::Value list(Json::arrayValue);
+    std::string text;
+    for (const Json::Value& entry : result[category]) {
+        if (Attribute(entry, id, &text) && localIDs.count(text)) ListDN(entry, &list);
+    }
+    ReplyList(category, category == "user" ? kLDAPUserIdDuplicate : kLDAPGroupIdDuplicate, list,
+              true, true);
+}
+
+void LDAPTestHandler::TestSambaNTPwd() {
+    if (GetParamBoolType("enable_cifs_pam")) {
+        m_response->SetSuccess(Json::Value());
+        return;
+    }
+    const std::string category = "user";
+    Json::Value result;
+    if (!GetEntries(category, &result)) return;
+    Json::Value list(Json::arrayValue);
+    std::string text;
+    for (const Json::Value& entry : result[category]) {
+        if (!Attribute(entry, "sambaNTPassword", &text) || text.empty()) ListDN(entry, &list);
+    }
+    ReplyList(category, kLDAPSambaNTPasswordMissing, list, false, false);
+}
+
+void LDAPTestHandler::TestSambaSchema() {
+    if (GetParamBoolType("enable_cifs_pam")) {
+        m_response->SetSuccess(Json::Value());
+        return;
+    }
+    Json::Value result;
+    if (!QueryData("sambaDomain", &result)) return;
+    if (result["ldap_errcode"].asInt() == 0 && !result["sambaDomain"].empty()) {
+        m_response->SetSuccess(Json::Value());
+        return;
+    }
+    Json::Value reply;
+    reply["ldap_errcode"] = result["ldap_errcode"];
+    reply["level"] = 1;
+    m_response->SetError(kLDAPSambaSchemaMissing, reply);
+}
+
+int LDAPTestHandler::ReadLocalAccounts(const std::string& path, const std::string& kind,
+                                       std::set<std::string>* values) {
+    std::ifstream file(path);
+    std::string line;
+    while (std::getline(file, line)) {
+        if (line.empty()) continue;
+        if (kind == "id") {
+            size_t first = line.find(':');
+            size_t second = first == std::string::npos ? first : line.find(':', first + 1);
+            size_t third = second == std::string::npos ? second : line.find(':', second + 1);
+            if (third == std::string::npos) continue;
+            values->insert(line.substr(second + 1, third - second - 1));
+        } else {
+            size_t colon = line.find(':');
+            if (colon == std::string::npos) continue;
+            values->insert(line.substr(0, colon));
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,469 @@
+// The LDAP checks, called through their entry functions against real slapd instances. The
+// sandbox holds the local accounts, the platform's LDAP configuration and the client certificate.
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "api_table.hpp"
+#include "call.hpp"
+#include "check_ldap.hpp"
+#include "dns_server.hpp"
+#include "sandbox.hpp"
+#include "slapd.hpp"
+
+namespace {
+
+const char kPasswd[] =
+    "root:x:0:0:root:/root:/bin/bash\n"
+    "daemon:x:1:1:daemon:/usr/sbin:/usr/sbin/nologin\n"
+    "admin:x:1024:100::/home/admin:/bin/sh\n"
+    "\n"
+    "broken line\n";
+const char kGroup[] =
+    "root:x:0:\n"
+    "daemon:x:1:\n"
+    "users:x:100:\n"
+    "administrators:x:101:\n";
+const char kConf[] = "/usr/qarn/etc/openldap/ldap.conf";
+
+// The platform layout (server type 1) on the standard ports, and a plain OpenLDAP (type 3).
+const Slapd& QarnServer() {
+    return Slapd::Shared({"--ldap-port", "389", "--ldaps-port", "636"});
+}
+const Slapd& PlainServer() {
+    return Slapd::Shared({"--layout", "plain", "--no-samba"});
+}
+const Slapd& TLSOnlyServer() {
+    return Slapd::Shared({"--layout", "plain", "--require-tls"});
+}
+const Slapd& ClientCertServer() {
+    return Slapd::Shared({"--verify-client", "demand"});
+}
+
+Json::Value DefaultRules() {
+    return ParseJson(R"j([
+        {"category": "filter", "attribute": "passwd", "target": "(objectClass=posixAccount)"},
+        {"category": "passwd", "attribute": "uid", "target": "uid"},
+        {"category": "passwd", "attribute": "uidNumber", "target": "uidNumber"},
+        {"category": "filter", "attribute": "group", "target": "(objectClass=posixGroup)"},
+        {"category": "group", "attribute": "cn", "target": "cn"},
+        {"category": "group", "attribute": "gidNumber", "target": "gidNumber"}])j");
+}
+
+// A request for server: bound with the full bind DN unless bindName is given.
+Json::Value Params(const Slapd& server, const std::string& type = "user") {
+    Json::Value params;
+    params["server_address"] = server.Address();
+    params["base_dn"] = server.Get("SUFFIX");
+    params["encryption"] = "no";
+    params["bind_dn"] = server.Get("BIND_DN");
+    params["bind_pw"] = server.Get("BIND_PW");
+    params["profile_rules"] = DefaultRules();
+    params["type"] = type;
+    params["forced_get_data"] = true;
+    return params;
+}
+
+Json::Value List(const std::vector<std::string>& items) {
+    Json::Value list(Json::arrayValue);
+    for (const std::string& item : items) list.append(item);
+    return list;
+}
+
+std::vector<std::string> Without(std::vector<std::string> items, std::set<std::string> drop) {
+    std::vector<std::string> kept;
+    for (const std::string& item : items) {
+        if (!drop.count(item)) kept.push_back(item);
+    }
+    return kept;
+}
+
+class LDAPChecks : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        Sandbox::WriteFile("/etc/passwd", kPasswd);
+        Sandbox::WriteFile("/etc/group", kGroup);
+        const std::string& certs = Slapd::SharedCertificates();
+        Sandbox::WriteFile("/var/lib/ldap/ldapclient.crt",
+                           Sandbox::ReadFile(certs + "/client.crt"));
+        Sandbox::WriteFile("/var/lib/ldap/ldapclient.key", Sandbox::ReadFile(certs + "/client.key"),
+                           0600);
+    }
+    void SetUp() override {
+        std::string conf = "TLS_CACERT " + Slapd::SharedCertificates() + "/ca.crt\n";
+        Sandbox::WriteFile(kConf, conf);
+        Sandbox::WriteFile("/usr/qarn/etc.defaults/openldap/ldap.conf", conf);
+        Sandbox::Remove("/tmp/LDAP_result_user.json");
+        Sandbox::Remove("/tmp/LDAP_result_group.json");
+    }
+};
+
+void ExpectError(const QARN::APIResponse& response, int code, const Json::Value& details) {
+    EXPECT_FALSE(response.IsSuccess());
+    EXPECT_EQ(code, response.GetErrorCode());
+    EXPECT_EQ(details, response.GetData()) << response.GetData().toStyledString();
+}
+
+void ExpectSuccess(const QARN::APIResponse& response, const Json::Value& data = Json::Value()) {
+    EXPECT_TRUE(response.IsSuccess())
+        << response.GetErrorCode() << " " << response.GetData().toStyledString();
+    EXPECT_EQ(data, response.GetData());
+}
+
+// --- frame --------------------------------------------------------------------------------------
+
+TEST(LDAPTestHandlerFrame, ProfileRules) {
+    Json::Value params;
+    params["profile_rules"] = ParseJson(R"j([
+        {"category": "passwd", "attribute": "uidNumber", "target": "HASH(objectGUID)"
+},
+        {"category": "passwd", "attribute": "uid", "target": "HASH(sAMAccountName)"},
+        {"category": "group", "attribute": "cn", "target": ""},
+        {"category": "group", "attribute": "cn", "target": "second"},
+        "not a rule"])j");
+    QARN::APIRequest request("api", "method", 1, params, "admin", "127.0.0.1");
+    QARN::APIResponse response;
+    LDAPTestHandler handler(&request, &response);
+    EXPECT_EQ(-1, handler.GetParams());  // no server: answered with error 1
+    EXPECT_EQ(1, response.GetErrorCode());
+
+    EXPECT_EQ("sAMAccountName", handler.GetProfile("passwd", "uid", "uid"));
+    EXPECT_EQ("cn",
+              handler.GetProfile("group", "cn", "cn"));  // the first rule counts, "" falls back
+    EXPECT_EQ("gidNumber", handler.GetProfile("group", "gidNumber", "gidNumber"));
+    EXPECT_EQ("objectGUID", handler.GetProfile("passwd", "uidNumber", "uidNumber"));
+
+    handler.SetProfile("passwd", "uid", "login");
+    handler.SetProfile("filter", "passwd", "(objectClass=person)");  // no such rule: not added
+    EXPECT_EQ("login", handler.GetProfile("passwd", "uid", "uid"));
+    EXPECT_EQ("(x)", handler.GetProfile("filter", "passwd", "(x)"));
+}
+
+TEST(LDAPTestHandlerFrame, BoolParameters) {
+    Json::Value params = ParseJson(R"j({"a": true, "b": "true", "c": "yes", "d": 1, "e": false})j");
+    QARN::APIRequest request("api", "method", 1, params, "admin", "127.0.0.1");
+    QARN::APIResponse response;
+    LDAPTestHandler handler(&request, &response);
+    EXPECT_TRUE(handler.GetParamBoolType("a"));
+    EXPECT_TRUE(handler.GetParamBoolType("b"));
+    EXPECT_FALSE(handler.GetParamBoolType("c"));
+    EXPECT_FALSE(handler.GetParamBoolType("d"));
+    EXPECT_FALSE(handler.GetParamBoolType("e"));
+    EXPECT_FALSE(handler.GetParamBoolType("missing"));
+}
+
+TEST(LDAPTestHandlerFrame, LocalAccounts) {
+    Sandbox::WriteFile("/tmp/accounts", "a:x:1:\nb:x:01\nc:x::\n\nnocolon\nd:x:7:7\na:y:1:\n");
+    std::set<std::string> names, ids;
+    EXPECT_EQ(0, LDAPTestHandler::ReadLocalAccounts("/tmp/accounts", "name", &names));
+    EXPECT_EQ(0, LDAPTestHandler::ReadLocalAccounts("/tmp/accounts", "id", &ids));
+    EXPECT_EQ((std::set<std::string>{"a", "b", "c", "d"}), names);
+    EXPECT_EQ((std::set<std::string>{"1", "", "7"}), ids);  // b has no third colon
+    EXPECT_EQ(0, LDAPTestHandler::ReadLocalAccounts("/tmp/missing", "id", &ids));
+}
+
+// --- server address -----------------------------------------------------------------------------
+
+TEST_F(LDAPChecks, ServerAddress) {
+    QarnServer();     // LDAP and LDAPS on 127.0.0.1
+    Slapd ldapsOnly;  // nothing on port 389 of 127.0.0.6
+    ASSERT_TRUE(ldapsOnly.Start({"--host", "127.0.0.6", "--ldap-port", "1389", "--ldaps-port",
+                                 "636", "--certs", Slapd::SharedCertificates()}));
+    DnsServer dns("ex.test");
+    dns.AddHost("ldap.ex.test", {"127.0.0.1"}).AddHost("nowhere.ex.test", {"127.0.0.9"}).Start();
+
+    const struct {
+        const char* address;
+        int code;
+        const char* probed;
+    } cases[] = {
+        {"127.0.0.1", 0, "127.0.0.1"},
+        {"127.0.0.6", 0, "127.0.0.6"},
+        {"ldap.ex.test", 0, "127.0.0.1"},
+        {"127.0.0.9", 1016, nullptr},
+        {"nowhere.ex.test", 1016, nullptr},
+        {"missing.ex.test", 1000, nullptr},
+        {"", 501, nullptr},
+    };
+    for (const auto& c : cases) {
+        Json::Value params;
+        params["server_address"] = c.address;
+        params["dns"] = DnsServer::kAddress;
+        QARN::APIResponse response = CallEntry(CheckLDAPServerAddress_v1, params);
+        if (c.code == 0) {
+            Json::Value expected;
+            expected["server_address"] = c.probed;
+            ExpectSuccess(response, expected);
+        } else {
+            ExpectError(response, c.code, Json::Value());
+        }
+    }
+}
+
+// --- bind ---------------------------------------------------------------------------------------
+
+TEST_F(LDAPChecks, AuthInfo) {
+    const Slapd& server = QarnServer();
+    Json::Value params = Params(server);
+    params["bind_dn"] = "ldapbind";  // a bare name becomes uid=NAME,cn=users,BASE
+    Json::Value expected;
+    expected["bind_dn"] = server.Get("BIND_DN");
+    ExpectSuccess(CallEntry(CheckLDAPAuthInfo_v1, params), expected);
+
+    params["bind_pw"] = "wrong";
+    ExpectError(CallEntry(CheckLDAPAuthInfo_v1, params), 1030,
+                ParseJson(R"j({"ldap_errcode": 49, "level": 0})j"));
+
+    params = Params(server);
+    params["server_address"] = "127.0.0.1:1";
+    ExpectError(CallEntry(CheckLDAPAuthInfo_v1, params), 1030,
+                ParseJson(R"j({"ldap_errcode": 81, "level": 0})j"));
+    params["encryption"] = "bogus";
+    ExpectError(CallEntry(CheckLDAPAuthInfo_v1, params), 4, Json::Value());
+}
+
+TEST_F(LDAPChecks, AuthInfoAddressesAndEncryption) {
+    const Slapd& server = QarnServer();
+    Json::Value params = Params(server);
+    for (const char* address : {"127.0.0.1", "::1"}) {  // IPv6 goes in brackets
+        params["server_address"] = address;
+        EXPECT_TRUE(CallEntry(CheckLDAPAuthInfo_v1, params).IsSuccess()) << address;
+    }
+    params["server_address"] = "127.0.0.1";
+    for (const char* encryption : {"ssl", "start_tls"}) {  // "ssl" is LDAPS, port 636
+        params["encryption"] = encryption;
+        EXPECT_TRUE(CallEntry(CheckLDAPAuthInfo_v1, params).IsSuccess()) << encryption;
+    }
+}
+
+TEST_F(LDAPChecks, AuthInfoProtectedConnectionRequired) {
+    Json::Value params = Params(TLSOnlyServer());
+    ExpectError(
+        CallEntry(CheckLDAPAuthInfo_v1, params), 1054,
+        ParseJson(R"j({"ldap_errcode": 13, "level": 0, "data": {"encryption": "start_tls"}})j"));
+    params["encryption"] = "start_tls";
+    EXPECT_TRUE(CallEntry(CheckLDAPAuthInfo_v1, params).IsSuccess());
+}
+
+TEST_F(LDAPChecks, AuthInfoClientCertificate) {
+    const Slapd& server = ClientCertServer();
+    Json::Value params = Params(server);
+    params["encryption"] = "ssl";
+    params["server_address"] = server.LDAPSAddress();
+    EXPECT_EQ(1030, CallEntry(CheckLDAPAuthInfo_v1, params).GetErrorCode());
+
+    params["enable_client_certificate"] = true;
+    Json::Value expected;
+    expected["bind_dn"] = server.Get("BIND_DN");  // used unchanged with a client certificate
+    ExpectSuccess(CallEntry(CheckLDAPAuthInfo_v1, params), expected);
+    // Switched off again when the request ended.
+    EXPECT_EQ(std::string::npos, Sandbox::ReadFile(kConf).find("TLS_CERT"));
+    EXPECT_EQ(std::string::npos, Sandbox::ReadFile(kConf).find("TLS_KEY"));
+}
+
+TEST_F(LDAPChecks, MissingParameters) {
+    for (const char* name : {"server_address", "base_dn", "encryption", "bind_dn", "bind_pw"}) {
+        Json::Value params = Params(QarnServer());
+        params.removeMember(name);
+        ExpectError(CallEntry(CheckLDAPAuthInfo_v1, params), 1, Json::Value());
+        EXPECT_TRUE(Sandbox::Logged("Err: Check all params")) << name;
+    }
+}
+
+// --- profile ------------------------------------------------------------------------------------
+
+TEST_F(LDAPChecks, ProfileFitsAndIsCached) {
+    const Slapd& server = QarnServer();
+    for (const char* type : {"user", "group"}) {
+        Json::Value params = Params(server, type);
+        Json::Value expected;
+        expected["profile_rules"] = DefaultRules();
+        ExpectSuccess(CallEntry(CheckLDAPProfile_v1, params), expected);
+        Json::Value cache =
+            ParseJson(Sandbox::ReadFile(std::string("/tmp/LDAP_result_") + type + ".json"));
+        EXPECT_EQ(1, cache["server_type"].asInt());
+        EXPECT_EQ(0, cache["ldap_errcode"].asInt());
+        EXPECT_FALSE(cache["skip_id_type_check"].asBool());
+        EXPECT_EQ(
+            std::stoul(server.Get(type == std::string("user") ? "USERS_COUNT" : "GROUPS_COUNT")),
+            cache[type].size());
+    }
+}
+
+TEST_F(LDAPChecks, ProfileCustomized) {
+    Json::Value params = Params(QarnServer());
+    params["modify_user_profile"] = true;
+    params["profile_user_uid"] = "";  // the rule's target becomes "", the default "uid" applies
+    params["profile_user_filter"] = "(objectClass=posixAccount)";
+    params["profile_user_uid_number"] = "HASH(uidNumber)";
+    QARN::APIResponse response = CallEntry(CheckLDAPProfile_v1, params);
+    ASSERT_TRUE(response.IsSuccess());
+    EXPECT_EQ("customized", response.GetData()["name"].asString());
+    EXPECT_EQ("", response.GetData()["profile_rules"][1]["target"].asString());
+    EXPECT_EQ("HASH(uidNumber)", response.GetData()["profile_rules"][2]["target"].asString());
+    Json::Value cache = ParseJson(Sandbox::ReadFile("/tmp/LDAP_result_user.json"));
+    EXPECT_TRUE(cache["skip_id_type_check"].asBool());
+    EXPECT_EQ("uid", cache["attribute"]["name"].asString());
+}
+
+TEST_F(LDAPChecks, ProfileMismatch) {
+    Json::Value params = Params(QarnServer(), "group");
+    params["modify_group_profile"] = true;
+    params["profile_group_gid_number"] = "gid";
+    ExpectError(CallEntry(CheckLDAPProfile_v1, params), 1041, ParseJson(R"j({
+        "data": {"profile_group_filter": "(objectClass=posixGroup)", "profile_group_cn": "cn",
+                 "profile_group_gid_number": "gid"},
+        "level": 1, "params": {"modify_group_profile": true}})j"));
+    EXPECT_FALSE(Sandbox::Exists("/tmp/LDAP_result_group.json"));
+
+    params = Params(QarnServer());
+    params["bind_pw"] = "wrong";
+    QARN::APIResponse response = CallEntry(CheckLDAPProfile_v1, params);
+    EXPECT_EQ(1040, response.GetErrorCode());
+    EXPECT_EQ(49, response.GetData()["ldap_errcode"].asInt());
+    EXPECT_EQ(0, response.GetData()["level"].asInt());
+    EXPECT_TRUE(response.GetData()["params"]["modify_user_profile"].asBool());
+
+    params = Params(QarnServer(), "any");
+    EXPECT_EQ(1041, CallEntry(CheckLDAPProfile_v1, params).GetErrorCode());
+    params["type"] = "../../etc/passwd";
+    ExpectError(CallEntry(CheckLDAPProfile_v1, params), 1, Json::Value());
+}
+
+// --- entries ------------------------------------------------------------------------------------
+
+struct EntryCase {
+    QARN::APIEntryFunction entry;
+    const char* type;
+    const char* expectation;
+    int code;
+};
+
+TEST_F(LDAPChecks, EntryChecksListTheTroublesomeEntries) {
+    const EntryCase cases[] = {
+        {CheckLDAPUserNameEmpty_v1, "user", "user_name_empty", 1042},
+        {CheckLDAPUserIdEmpty_v1, "user", "user_id_empty", 1044},
+        {CheckLDAPUserIdType_v1, "user", "user_id_type", 1045},
+        {CheckLDAPGroupNameEmpty_v1, "group", "group_name_empty", 1047},
+        {CheckLDAPGroupIdEmpty_v1, "group", "group_id_empty", 1049},
+        {CheckLDAPGroupIdType_v1, "group", "group_id_type", 1050},
+    };
+    const Slapd& server = PlainServer();
+    for (const EntryCase& c : cases) {
+        Json::Value expected;
+        expected["level"] = 1;
+        expected["params"]["type"] = c.type;
+        expected["params"]["forced_get_data"] = true;
+        expected["info"]["list"] = List(server.Expect(c.expectation));
+        ASSERT_FALSE(expected["info"]["list"].empty()) << c.expectation;
+        ExpectError(CallEntry(c.entry, Params(server, c.type)), c.code, expected);
+    }
+}
+
+TEST_F(LDAPChecks, NameDuplicatesSpareTheOwnServersAccounts) {
+    for (const Slapd* server : {&QarnServer(), &PlainServer()}) {
+        bool own = server == &QarnServer();
+        std::vector<std::string> users = server->Expect("user_name_dup");
+        std::vector<std::string> groups = server->Expect("group_name_dup");
+        if (own) {
+            users = Without(users, {"admin"});
+            groups = Without(groups, {"users", "administrators"});
+        }
+        ASSERT_EQ(own ? 2u : 3u, users.size());  // root, daemon (and admin)
+        QARN::APIResponse response = CallEntry(CheckLDAPUserNameDup_v1, Params(*server));
+        EXPECT_EQ(1043, response.GetErrorCode());
+        EXPECT_EQ(List(users), response.GetData()["info"]["list"]);
+        response = CallEntry(CheckLDAPGroupNameDup_v1, Params(*server, "group"));
+        EXPECT_EQ(1048, response.GetErrorCode());
+        EXPECT_EQ(List(groups), response.GetData()["info"]["list"]);
+    }
+}
+
+TEST_F(LDAPChecks, IdDuplicates) {
+    const Slapd& server = QarnServer();
+    QARN::APIResponse response = CallEntry(CheckLDAPUserIdDup_v1, Params(server));
+    EXPECT_EQ(1046, response.GetErrorCode());
+    EXPECT_EQ(List(server.Expect("user_id_dup")), response.GetData()["info"]["list"]);
+    EXPECT_TRUE(response.GetData()["isPlural"].asBool());
+    response = CallEntry(CheckLDAPGroupIdDup_v1, Params(server, "group"));
+    EXPECT_EQ(1051, response.GetErrorCode());
+    EXPECT_EQ(List(server.Expect("group_id_dup")), response.GetData()["info"]["list"]);
+
+    Sandbox::WriteFile("/etc/passwd", "admin:x:1024:100::/:/bin/sh\n");  // one duplicate
+    response = CallEntry(CheckLDAPUserIdDup_v1, Params(server));
+    EXPECT_EQ(List({server.Get("ADMIN_DN")}), response.GetData()["info"]["list"]);
+    EXPECT_FALSE(response.GetData()["isPlural"].asBool());
+    Sandbox::WriteFile("/etc/passwd", kPasswd);
+
+    Json::Value params = Params(server);
+    params["enable_idmap"] = "true";
+    ExpectSuccess(CallEntry(CheckLDAPUserIdDup_v1, params));
+    params["enable_idmap"] = "yes";
+    EXPECT_EQ(1046, CallEntry(CheckLDAPUserIdDup_v1, params).GetErrorCode());
+}
+
+TEST_F(LDAPChecks, SambaNTPasswordAndSchema) {
+    Json::Value expected;
+    expected["level"] = 1;
+    expected["params"]["forced_get_data"] = true;
+    expected["info"]["list"] = List(QarnServer().Expect("user_ntpwd"));
+    Json::Value params = Params(QarnServer(), "group");  // always the users
+    ExpectError(CallEntry(CheckLDAPSambaNTPwd_v1, params), 1053, expected);
+    params["enable_cifs_pam"] = true;
+    ExpectSuccess(CallEntry(CheckLDAPSambaNTPwd_v1, params));
+
+    ExpectSuccess(CallEntry(CheckLDAPSambaSchema_v1, Params(QarnServer())));
+    ExpectError(CallEntry(CheckLDAPSambaSchema_v1, Params(PlainServer())), 1052,
+                ParseJson(R"j({"ldap_errcode": 0, "level": 1})j"));
+    params = Params(PlainServer());
+    params["enable_cifs_pam"] = "true";
+    ExpectSuccess(CallEntry(CheckLDAPSambaSchema_v1, params));
+}
+
+TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
+    Slapd server;
+    ASSERT_TRUE(server.Start({"--certs", Slapd::SharedCertificates()}));
+    Json::Value params = Params(server);
+    params["modify_user_profile"] = true;
+    params["profile_user_uid_number"] = "HASH(uidNumber)";
+    ASSERT_TRUE(CallEntry(CheckLDAPProfile_v1, params).IsSuccess());
+    server.Stop();
+
+    // No server any more: the checks answer from the cache, made with the hashed-ID profile.
+    params["server_address"] = "127.0.0.1:1";
+    params["modify_user_profile"] = false;
+    params["forced_get_data"] = false;
+    ExpectSuccess(CallEntry(CheckLDAPUserIdType_v1, params));
+    EXPECT_EQ(1042, CallEntry(CheckLDAPUserNameEmpty_v1, params).GetErrorCode());
+    EXPECT_EQ(1053, CallEntry(CheckLDAPSambaNTPwd_v1, params).GetErrorCode());
+    // A fresh query is asked for: the server's failure is answered.
+    params["forced_get_data"] = true;
+    ExpectError(CallEntry(CheckLDAPUserIdType_v1, params), 4,
+                ParseJson(R"j({"ldap_errcode": 81, "level": 0})j"));
+    // No cache for the groups: a live query too.
+    params["type"] = "group";
+    params["forced_get_data"] = false;
+    EXPECT_EQ(4, CallEntry(CheckLDAPGroupIdType_v1, params).GetErrorCode());
+}
+
+TEST_F(LDAPChecks, CleanDirectoryPasses) {
+    Slapd server;
+    std::string empty = "/tmp/empty";
+    Sandbox::WriteFile(empty, "");
+    ASSERT_TRUE(server.Start(
+        {"--certs", Slapd::SharedCertificates(), "--passwd", empty, "--group", empty}));
+    Json::Value params = Params(server);
+    params["modify_user_profile"] = true;
+    params["profile_user_filter"] = "(|(uid=alice)(uid=bob)(uid=carol))";
+    params["profile_user_uid"] = "uid";
+    params["profile_user_uid_number"] = "uidNumber";
+    for (QARN::APIEntryFunction entry :
+         {CheckLDAPUserNameEmpty_v1, CheckLDAPUserIdEmpty_v1, CheckLDAPUserIdType_v1,
+          CheckLDAPUserNameDup_v1, CheckLDAPUserIdDup_v1}) {
+        ExpectSuccess(CallEntry(entry, params));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,695 @@
+// Tests of the LDAP client library (platform/qarnldap.h) against real slapd instances.
+//
+// Each test runs in its own sandbox: the platform's LDAP configuration below /usr/qarn and
+// /etc/nsswitch.conf are written there only, and the slapd instances, started as a test first
+// needs them, listen on the sandbox's own loopback (the platform-layout one on the standard
+// ports 389 and 636).
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "qarnldap.h"
+#include "sandbox.hpp"
+#include "slapd.hpp"
+
+namespace {
+
+const char kConf[] = QARN_LDAP_CONF_PATH;
+const char kDefaults[] = QARN_LDAP_CONF_DEFAULTS_PATH;
+
+// A CA that signed none of the instances' certificates.
+const std::string& OtherCA() {
+    static const std::string dir = [] {
+        std::string path = "/tmp/other-ca";
+        EXPECT_TRUE(Slapd::MakeCertificates(path));
+        return path;
+    }();
+    return dir;
+}
+
+const std::string& Certificates() {
+    return Slapd::SharedCertificates();
+}
+
+const Slapd& Server(const std::vector<std::string>& options) {
+    const Slapd& server = Slapd::Shared(options);
+    EXPECT_FALSE(server.Get("PID").empty()) << "slapd did not start";
+    return server;
+}
+
+// This platform's directory layout on the standard ports; only bound clients read entries.
+const Slapd& QarnServer() {
+    return Server({"--ldap-port", "389", "--ldaps-port", "636"});
+}
+// Plain layout that requires a protected connection ("security ssf=128").
+const Slapd& TLSOnlyServer() {
+    return Server({"--layout", "plain", "--require-tls"});
+}
+// Demands a client certificate.
+const Slapd& ClientCertServer() {
+    return Server({"--verify-client", "demand"});
+}
+// Plain layout, anonymous read, 5000 bulk users and 1000 bulk groups.
+const Slapd& BigServer() {
+    return Server({"--layout", "plain", "--anon-read", "--users", "5000", "--groups", "1000"});
+}
+
+using Entry = std::vector<std::pair<std::string, std::string>>;
+
+struct Outcome {
+    int initRc = 0;
+    int status = 0;
+    int maxBlockPairs = 0;
+    std::vector<Entry> entries;
+};
+
+struct Query {
+    std::string server;
+    int tls = QARN_LDAP_TLS_NONE;
+    std::string bindDN;
+    std::string bindPW;
+    std::string base = "dc=example,dc=com";
+    const char* filter = nullptr;
+    std::vector<std::string> attrs;
+    bool allocAttrs = true;
+    int oneEntry = 0;
+    int pageSize = 0;
+};
+
+Outcome Search(const Query& q) {
+    Outcome out;
+    QARN_LDAP_CONN conn = {};
+    conn.szServer = q.server.c_str();
+    conn.szBaseDN = q.base.c_str();
+    conn.szBindDN = q.bindDN.c_str();
+    conn.szBindPW = q.bindPW.c_str();
+    conn.serverType = -1;
+    conn.tlsType = q.tls;
+    QARN_LDAP_SEARCH_REQ req;
+    QARN_LDAP_SEARCH_RESULT res = {};
+    EXPECT_EQ(0, QARNLDAPSearchRequestInit(&req, q.allocAttrs ? 1 : 0));
+    req.szFilter = q.filter;
+    req.oneEntry = q.oneEntry;
+    req.pageSize = q.pageSize;
+    for (const std::string& attr : q.attrs)
+        EXPECT_GE(QLIBCSzListPush(&req.pAttrs, attr.c_str()), 0);
+    out.initRc = QARNLDAPSearchInit(&conn, &req, &res);
+    if (out.initRc == 0) {
+        while (QARNLDAPSearchGetNext(&req, &res) == 1) {
+            int count = QARNLDAPResultGetAttrCount(&res);
+            out.maxBlockPairs = std::max(out.maxBlockPairs, count);
+            Entry entry;
+            for (int i = 0; i < count; ++i) {
+                entry.emplace_back(QARNLDAPResultGetKey(&res, i), QARNLDAPResultGetValue(&res, i));
+            }
+            out.entries.push_back(entry);
+        }
+        // The reading stays ended.
+        EXPECT_EQ(0, QARNLDAPSearchGetNext(&req, &res));
+        EXPECT_EQ(0, QARNLDAPResultGetAttrCount(&res));
+        out.status = res.status;
+        EXPECT_EQ(static_cast<int>(out.entries.size()), res.entryCount);
+    }
+    QARNLDAPSearchFree(&req, &res);
+    EXPECT_EQ(nullptr, req.pAttrs);
+    EXPECT_EQ(nullptr, req.pPriv);
+    EXPECT_EQ(nullptr, res.pKeys);
+    return out;
+}
+
+// The values of key in entry.
+std::vector<std::string> Values(const Entry& entry, const std::string& key) {
+    std::vector<std::string> values;
+    for (const auto& pair : entry) {
+        if (pair.first == key) values.push_back(pair.second);
+    }
+    return values;
+}
+
+const Entry* FindDN(const Outcome& out, const std::string& dn) {
+    for (const Entry& entry : out.entries) {
+        if (!entry.empty() && entry[0].first == "dn" && entry[0].second == dn) return &entry;
+    }
+    return nullptr;
+}
+
+// The platform configuration: our CA, certificates demanded; the defaults file alike.
+void WritePlatformConf(const std::string& ca, const std::string& extra = "") {
+    std::string text =
+        "# LDAP client settings\nTLS_CACERT " + ca + "\nTLS_REQCERT demand\n" + extra;
+    Sandbox::WriteFile(kConf, text);
+    Sandbox::WriteFile(kDefaults, "# defaults\nTLS_CACERT " + ca + "\nTLS_REQCERT demand\n");
+}
+
+class LDAPLibrary : public ::testing::Test {
+  protected:
+    void SetUp() override { WritePlatformConf(Certificates() + "/ca.crt"); }
+
+    Query Bound(const Slapd& server) {
+        Query q;
+        q.server = server.Address();
+        q.bindDN = server.Get("BIND_DN");
+        q.bindPW = server.Get("BIND_PW");
+        return q;
+    }
+};
+
+// --- TLS mode names -----------------------------------------------------------------------------
+
+TEST(LDAPSSLToType, ModeNames) {
+    EXPECT_EQ(QARN_LDAP_TLS_NONE, QARNLDAPSSLToType("no"));
+    EXPECT_EQ(QARN_LDAP_TLS_SSL, QARNLDAPSSLToType("yes"));
+    EXPECT_EQ(QARN_LDAP_TLS_SSL, QARNLDAPSSLToType("ssl"));
+    EXPECT_EQ(QARN_LDAP_TLS_START_TLS, QARNLDAPSSLToType("start_tls"));
+    EXPECT_EQ(QARN_LDAP_TLS_START_TLS, QARNLDAPSSLToType("START_TLS"));
+    EXPECT_EQ(QARN_LDAP_TLS_INVALID, QARNLDAPSSLToType(""));
+    EXPECT_EQ(QARN_LDAP_TLS_INVALID, QARNLDAPSSLToType("maybe"));
+    EXPECT_EQ(QARN_LDAP_TLS_INVALID, QARNLDAPSSLToType(nullptr));
+}
+
+TEST(LDAPSearchRecords, InitAndFreeAreSafe) {
+    QARN_LDAP_SEARCH_REQ req;
+    memset(&req, 0x5a, sizeof(req));
+    ASSERT_EQ(0, QARNLDAPSearchRequestInit(&req, 1));
+    EXPECT_NE(nullptr, req.pAttrs);
+    EXPECT_EQ(0, QLIBCSzListCount(req.pAttrs));
+    EXPECT_EQ(nullptr, req.szFilter);
+    EXPECT_EQ(0, req.oneEntry);
+    EXPECT_EQ(nullptr, req.pPriv);
+    QARN_LDAP_SEARCH_RESULT res = {};
+    EXPECT_EQ(0, QARNLDAPResultGetAttrCount(&res));
+    EXPECT_EQ(nullptr, QARNLDAPResultGetKey(&res, 0));
+    QARNLDAPSearchFree(&req, &res);
+    QARNLDAPSearchFree(&req, &res);
+    QARNLDAPSearchFree(nullptr, nullptr);
+    ASSERT_EQ(0, QARNLDAPSearchRequestInit(&req, 0));
+    EXPECT_EQ(nullptr, req.pAttrs);
+    EXPECT_EQ(-1, QARNLDAPSearchRequestInit(nullptr, 1));
+    EXPECT_EQ(-1, QARNLDAPSearchGetNext(&req, &res));  // never started
+}
+
+TEST(LDAPSearchRecords, BadArgumentsAreRecorded) {
+    QARN_LDAP_SEARCH_REQ req;
+    QARN_LDAP_SEARCH_RESULT res = {};
+    ASSERT_EQ(0, QARNLDAPSearchRequestInit(&req, 1));
+    QLIBCErrSetEx(0, "", 0);
+    EXPECT_LT(QARNLDAPSearchInit(nullptr, &req, &res), 0);
+    EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet());
+    EXPECT_STREQ("ldap_search.cpp", QLIBCErrorGetFile());
+    EXPECT_GT(QLIBCErrorGetLine(), 0);
+
+    QARN_LDAP_CONN conn = {};
+    conn.szBaseDN = "dc=example,dc=com";
+    conn.szServer = "";
+    EXPECT_LT(QARNLDAPSearchInit(&conn, &req, &res), 0);
+    EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet());
+    for (const char* bad : {"host name", "a/b", "ldap://x ldap://y", "[fd00::1", "h:99999",
+                            "h:", "[::1]x", "ftp://host"}) {
+        conn.szServer = bad;
+        EXPECT_LT(QARNLDAPSearchInit(&conn, &req, &res), 0) << bad;
+        EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet()) << bad;
+    }
+    conn.szServer = "127.0.0.1";
+    conn.tlsType = QARNLDAPSSLToType("bogus");
+    EXPECT_LT(QARNLDAPSearchInit(&conn, &req, &res), 0);
+    EXPECT_EQ(QARN_LDAP_ERR_TLS, QLIBCErrGet());
+    QARNLDAPSearchFree(&req, &res);
+}
+
+// --- bind and TLS -------------------------------------------------------------------------------
+
+TEST_F(LDAPLibrary, BindAndOneEntry) {
+    Query q = Bound(QarnServer());
+    q.attrs = {"dn"};
+    q.oneEntry = 1;
+    Outcome out = Search(q);
+    ASSERT_EQ(0, out.initRc);
+    // One entry asked of a directory that has more: the server ends with size limit exceeded.
+    EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
+    ASSERT_EQ(1u, out.entries.size());
+    ASSERT_EQ(1u, out.entries[0].size());  // only the DN, no attribute
+    EXPECT_EQ("dn", out.entries[0][0].first);
+    EXPECT_EQ("dc=example,dc=com", out.entries[0][0].second);
+}
+
+TEST_F(LDAPLibrary, WrongPasswordIs49) {
+    Query q = Bound(QarnServer());
+    q.bindPW = "wrong";
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.initRc);
+    EXPECT_EQ(49, out.status);
+    EXPECT_TRUE(out.entries.empty());
+    EXPECT_EQ(QARN_LDAP_ERR_BIND, QLIBCErrGet());
+
+    q.bindDN = "uid=nobody," + QarnServer().Get("PEOPLE_DN");
+    out = Search(q);
+    EXPECT_EQ(49, out.status);
+}
+
+TEST_F(LDAPLibrary, PlainBindToTLSOnlyServerIs13) {
+    Query q = Bound(TLSOnlyServer());
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.initRc);
+    EXPECT_EQ(13, out.status);
+    EXPECT_TRUE(out.entries.empty());
+}
+
+TEST_F(LDAPLibrary, StartTLS) {
+    Query q = Bound(TLSOnlyServer());
+    q.tls = QARNLDAPSSLToType("start_tls");
+    q.filter = "(objectClass=posixAccount)";
+    q.attrs = {"dn", "uid"};
+    Outcome out = Search(q);
+    ASSERT_EQ(0, out.initRc);
+    EXPECT_EQ(0, out.status);
+    EXPECT_EQ(std::stoul(TLSOnlyServer().Get("USERS_COUNT")), out.entries.size());
+}
+
+TEST_F(LDAPLibrary, LDAPS) {
+    Query q = Bound(QarnServer());
+    q.server = QarnServer().LDAPSAddress();
+    q.tls = QARNLDAPSSLToType("yes");
+    q.filter = "objectClass=posixGroup";
+    Outcome out = Search(q);
+    ASSERT_EQ(0, out.initRc);
+    EXPECT_EQ(0, out.status);
+    EXPECT_EQ(std::stoul(QarnServer().Get("GROUPS_COUNT")), out.entries.size());
+
+    // Without a port the TLS type's default port: 636 for LDAPS, 389 otherwise.
+    q.server = "127.0.0.1";
+    EXPECT_EQ(0, Search(q).status);
+    q.tls = QARN_LDAP_TLS_NONE;
+    EXPECT_EQ(0, Search(q).status);
+    q.tls = QARN_LDAP_TLS_START_TLS;
+    EXPECT_EQ(0, Search(q).status);
+    q.server = "ldaps://127.0.0.1:636";
+    q.tls = QARN_LDAP_TLS_SSL;
+    EXPECT_EQ(0, Search(q).status);
+}
+
+TEST_F(LDAPLibrary, ServerCertificateIsVerified) {
+    Query q = Bound(QarnServer());
+    q.server = QarnServer().LDAPSAddress();
+    q.tls = QARN_LDAP_TLS_SSL;
+    WritePlatformConf(OtherCA() + "/ca.crt");  // a CA that did not sign the server
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.initRc);
+    EXPECT_TRUE(out.status == 81 || out.status == 91) << out.status;
+    q.tls = QARN_LDAP_TLS_START_TLS;
+    q.server = QarnServer().Address();
+    out = Search(q);
+    EXPECT_TRUE(out.status == 81 || out.status == 91) << out.status;
+
+    Sandbox::WriteFile(kConf, "TLS_CACERT " + OtherCA() + "/ca.crt\nTLS_REQCERT never\n");
+    EXPECT_EQ(0, Search(q).status);
+}
+
+TEST_F(LDAPLibrary, ClientCertificate) {
+    const Slapd& server = ClientCertServer();
+    Query q = Bound(server);
+    q.server = server.LDAPSAddress();
+    q.tls = QARN_LDAP_TLS_SSL;
+    q.attrs = {"dn"};
+    q.oneEntry = 1;
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.initRc);
+    EXPECT_NE(0, out.status);  // the server demands a certificate
+    EXPECT_TRUE(out.entries.empty());
+
+    ASSERT_EQ(
+        0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_CERT", server.Get("CLIENT_CERT").c_str(), 0));
+    ASSERT_EQ(0,
+              QARNLDAPConfSetOne(kConf, kDefaults, "TLS_KEY", server.Get("CLIENT_KEY").c_str(), 0));
+    out = Search(q);
+    EXPECT_EQ(0, out.initRc);
+    EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
+    EXPECT_EQ(1u, out.entries.size());
+    q.server = server.Address();
+    q.tls = QARN_LDAP_TLS_START_TLS;
+    out = Search(q);
+    EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
+
+    // Back to the defaults: the certificate lines go, and the server refuses again.
+    ASSERT_EQ(0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_CERT", "ignored", 1));
+    ASSERT_EQ(0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_KEY", "ignored", 1));
+    EXPECT_EQ(std::string::npos, Sandbox::ReadFile(kConf).find("TLS_CERT "));
+    EXPECT_EQ(std::string::npos, Sandbox::ReadFile(kConf).find("TLS_KEY"));
+    EXPECT_NE(0, Search(q).status);
+
+    // A certificate file that is missing: nothing can be tried.
+    ASSERT_EQ(0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_CERT", "/nonexistent.crt", 0));
+    ASSERT_EQ(0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_KEY", "/nonexistent.key", 0));
+    out = Search(q);
+    EXPECT_LT(out.initRc, 0);
+    EXPECT_EQ(QARN_LDAP_ERR_TLS, QLIBCErrGet());
+}
+
+TEST_F(LDAPLibrary, UnreachableServerIs81) {
+    Query q = Bound(QarnServer());
+    q.server = "127.0.0.1:1";
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.initRc);
+    EXPECT_EQ(81, out.status);
+    EXPECT_EQ(QARN_LDAP_ERR_CONNECT, QLIBCErrGet());
+}
+
+TEST_F(LDAPLibrary, IPv6) {
+    if (access("/proc/net/if_inet6", R_OK) != 0) GTEST_SKIP() << "no IPv6";
+    Query q = Bound(QarnServer());
+    q.attrs = {"dn"};
+    q.oneEntry = 1;
+    for (const char* server : {"[::1]", "::1", "[::1]:389"}) {
+        q.server = server;
+        Outcome out = Search(q);
+        EXPECT_EQ(0, out.initRc) << server;
+        EXPECT_EQ(1u, out.entries.size()) << server;
+    }
+    q.server = "[::1]";
+    q.tls = QARN_LDAP_TLS_SSL;
+    EXPECT_EQ(1u, Search(q).entries.size());
+}
+
+// --- searches -----------------------------------------------------------------------------------
+
+TEST_F(LDAPLibrary, EntriesAsKeyValueBlocks) {
+    const Slapd& server = QarnServer();
+    Query q = Bound(server);
+    q.filter = "(objectClass=posixAccount)";
+    q.attrs = {"dn", "uid", "uidNumber", "sambaNTPassword"};
+    Outcome out = Search(q);
+    ASSERT_EQ(0, out.initRc);
+    EXPECT_EQ(0, out.status);
+    ASSERT_EQ(std::stoul(server.Get("USERS_COUNT")), out.entries.size());
+    std::string people = server.Get("PEOPLE_DN");
+    for (const Entry& entry : out.entries) {
+        ASSERT_FALSE(entry.empty());
+        EXPECT_EQ("dn", entry[0].first);
+        for (const auto& pair : entry) {
+            EXPECT_TRUE(pair.first == "dn" || pair.first == "uid" || pair.first == "uidNumber" ||
+                        pair.first == "sambaNTPassword")
+                << pair.first;
+        }
+    }
+    const Entry* alice = FindDN(out, "uid=alice," + people);
+    ASSERT_NE(nullptr, alice);
+    EXPECT_EQ(std::vector<std::string>{"alice"}, Values(*alice, "uid"));
+    EXPECT_EQ(std::vector<std::string>{"2001"}, Values(*alice, "uidNumber"));
+    EXPECT_EQ(32u, Values(*alice, "sambaNTPassword").at(0).size());
+    // The troublesome values come as they are.
+    const Entry* noname = FindDN(out, "cn=noname," + people);
+    ASSERT_NE(nullptr, noname);
+    EXPECT_TRUE(Values(*noname, "uid").empty());
+    EXPECT_EQ(std::vector<std::string>{""}, Values(*FindDN(out, "cn=emptyname," + people), "uid"));
+    EXPECT_EQ(std::vector<std::string>{""},
+              Values(*FindDN(out, "uid=emptyid," + people), "uidNumber"));
+    EXPECT_TRUE(Values(*FindDN(out, "uid=noid," + people), "uidNumber").empty());
+    EXPECT_EQ(std::vector<std::string>{"1001a"},
+              Values(*FindDN(out, "uid=badid1," + people), "uidNumber"));
+    EXPECT_EQ(std::vector<std::string>{"-5"},
+              Values(*FindDN(out, "uid=badid2," + people), "uidNumber"));
+    EXPECT_EQ(std::vector<std::string>{" 1001"},
+              Values(*FindDN(out, "uid=badid3," + people), "uidNumber"));
+    EXPECT_TRUE(Values(*FindDN(out, "uid=nontpw," + people), "sambaNTPassword").empty());
+    EXPECT_EQ(std::vector<std::string>{""},
+              Values(*FindDN(out, "uid=emptyntpw," + people), "sambaNTPassword"));
+}
+
+TEST_F(LDAPLibrary, MultiValuedAttributesGiveOnePairPerValue) {
+    Query q = Bound(QarnServer());
+    q.filter = "(cn=developers)";
+    q.attrs = {"dn", "memberUid", "cn"};
+    Outcome out = Search(q);
+    ASSERT_EQ(1u, out.entries.size());
+    EXPECT_EQ((std::vector<std::string>{"alice", "bob"}), Values(out.entries[0], "memberUid"));
+    EXPECT_EQ(4u, out.entries[0].size());
+}
+
+TEST_F(LDAPLibrary, KeysKeepTheRequestedSpelling) {
+    Query q = Bound(QarnServer());
+    q.filter = "(uid=alice)";
+    q.attrs = {"UIDNUMBER", "Uid"};
+    Outcome out = Search(q);
+    ASSERT_EQ(1u, out.entries.size());
+    EXPECT_EQ(std::vector<std::string>{"2001"}, Values(out.entries[0], "UIDNUMBER"));
+    EXPECT_EQ(std::vector<std::string>{"alice"}, Values(out.entries[0], "Uid"));
+}
+
+TEST_F(LDAPLibrary, NoAttributeListReturnsAllAttributes) {
+    Query q = Bound(QarnServer());
+    q.filter = "objectClass=sambaDomain";  // as the handler writes it, without parentheses
+    q.allocAttrs = false;
+    Outcome out = Search(q);
+    ASSERT_EQ(0, out.status);
+    ASSERT_EQ(1u, out.entries.size());
+    EXPECT_EQ(std::vector<std::string>{"EXAMPLE"}, Values(out.entries[0], "sambaDomainName"));
+    EXPECT_EQ(std::vector<std::string>{"S-1-5-21-1-2-3"}, Values(out.entries[0], "sambaSID"));
+}
+
+TEST_F(LDAPLibrary, SearchErrorsAreLDAPCodes) {
+    Query q = Bound(QarnServer());
+    q.base = "dc=missing,dc=com";
+    EXPECT_EQ(32, Search(q).status);  // noSuchObject
+    q.base = "dc=example,dc=com";
+    q.filter = "(uid=unclosed";
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.initRc);
+    EXPECT_EQ(87, out.status);  // filter error
+}
+
+TEST_F(LDAPLibrary, AnonymousSeesNothingWhereOnlyBoundClientsRead) {
+    Query q;
+    q.server = QarnServer().Address();
+    q.filter = "(objectClass=posixAccount)";
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.initRc);
+    EXPECT_TRUE(out.entries.empty());
+}
+
+TEST_F(LDAPLibrary, StreamsManyEntriesPageByPage) {
+    const Slapd& server = BigServer();
+    size_t users = std::stoul(server.Get("USERS_COUNT"));
+    size_t groups = std::stoul(server.Get("GROUPS_COUNT"));
+    ASSERT_GT(users, 5000u);
+    for (int pageSize : {0, 333}) {
+        Query q = Bound(server);
+        q.filter = "(objectClass=posixAccount)";
+        q.attrs = {"dn", "uid", "uidNumber", "sambaNTPassword"};
+        q.pageSize = pageSize;
+        Outcome out = Search(q);
+        ASSERT_EQ(0, out.initRc);
+        EXPECT_EQ(0, out.status);
+        EXPECT_EQ(users, out.entries.size()) << "page size " << pageSize;
+        // One entry a block: the lists never hold more than one entry's pairs.
+        EXPECT_LE(out.maxBlockPairs, 4);
+        std::set<std::string> dns;
+        for (const Entry& entry : out.entries) dns.insert(entry.at(0).second);
+        EXPECT_EQ(users, dns.size());
+    }
+    Query q = Bound(server);
+    q.filter = "(objectClass=posixGroup)";
+    q.attrs = {"dn", "cn", "gidNumber"};
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.status);
+    EXPECT_EQ(groups, out.entries.size());
+}
+
+TEST_F(LDAPLibrary, ServerSizeLimitEndsWithCode4) {
+    Slapd limited;
+    ASSERT_TRUE(
+        limited.Start({"--layout", "plain", "--sizelimit", "5", "--certs", Certificates()}));
+    Query q = Bound(limited);
+    q.filter = "(objectClass=posixAccount)";
+    q.attrs = {"dn"};
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.initRc);
+    EXPECT_EQ(4, out.status);
+    EXPECT_EQ(5u, out.entries.size());
+}
+
+// --- server type --------------------------------------------------------------------------------
+
+int Probe(const Slapd& server, int tls, const std::string& password, int* type,
+          const std::string& address = "") {
+    std::string addr = address.empty() ? server.Address() : address;
+    std::string base = server.Get("SUFFIX"), dn = server.Get("BIND_DN");
+    QARN_LDAP_CONN conn = {};
+    conn.szServer = addr.c_str();
+    conn.szBaseDN = base.c_str();
+    conn.szBindDN = dn.c_str();
+    conn.szBindPW = password.c_str();
+    conn.serverType = -1;
+    conn.tlsType = tls;
+    int rc = QARNLDAPBrowserCheckServerType(&conn);
+    *type = conn.serverType;
+    return rc;
+}
+
+TEST_F(LDAPLibrary, ServerTypeProbe) {
+    int type = 0;
+    // The platform's own layout, readable by bound clients only: the probe binds to see it.
+    EXPECT_EQ(0, Probe(QarnServer(), QARN_LDAP_TLS_NONE, "bindpw", &type));
+    EXPECT_EQ(QARN_LDAP_SERVER_QARN, type);
+    EXPECT_EQ(0,
+              Probe(QarnServer(), QARN_LDAP_TLS_SSL, "bindpw", &type, QarnServer().LDAPSAddress()));
+    EXPECT_EQ(QARN_LDAP_SERVER_QARN, type);
+    // Wrong password: the root DSE still tells OpenLDAP, the layout stays hidden.
+    EXPECT_EQ(0, Probe(QarnServer(), QARN_LDAP_TLS_NONE, "wrong", &type));
+    EXPECT_EQ(QARN_LDAP_SERVER_OPENLDAP, type);
+    // Another OpenLDAP.
+    EXPECT_EQ(0, Probe(BigServer(), QARN_LDAP_TLS_NONE, "bindpw", &type));
+    EXPECT_EQ(QARN_LDAP_SERVER_OPENLDAP, type);
+    EXPECT_EQ(0, Probe(TLSOnlyServer(), QARN_LDAP_TLS_START_TLS, "bindpw", &type));
+    EXPECT_EQ(QARN_LDAP_SERVER_OPENLDAP, type);
+    // Nothing readable without TLS, and no server at all: failure, the type stays -1.
+    EXPECT_LT(Probe(TLSOnlyServer(), QARN_LDAP_TLS_NONE, "bindpw", &type), 0);
+    EXPECT_EQ(-1, type);
+    EXPECT_EQ(QARN_LDAP_ERR_PROBE, QLIBCErrGet());
+    EXPECT_LT(Probe(QarnServer(), QARN_LDAP_TLS_NONE, "bindpw", &type, "127.0.0.1:1"), 0);
+    EXPECT_EQ(-1, type);
+    EXPECT_LT(QARNLDAPBrowserCheckServerType(nullptr), 0);
+}
+
+// --- configuration file -------------------------------------------------------------------------
+
+class LDAPConfSetOne : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        char tmpl[] = "/tmp/ldapconf-XXXXXX";
+        ASSERT_NE(nullptr, mkdtemp(tmpl));
+        dir_ = tmpl;
+        conf_ = dir_ + "/ldap.conf";
+        defaults_ = dir_ + "/defaults.conf";
+    }
+    void TearDown() override { Sandbox::Run({"/bin/rm", "-rf", dir_}); }
+
+    int Set(const char* key, const char* value, int flag) {
+        return QARNLDAPConfSetOne(conf_.c_str(), defaults_.c_str(), key, value, flag);
+    }
+
+    std::string dir_, conf_, defaults_;
+};
+
+TEST_F(LDAPConfSetOne, ReplacesTheKeyAndKeepsEveryOtherLine) {
+    Sandbox::WriteFile(
+        conf_,
+        "# comment TLS_CERT x\n\nURI ldap://a\ntls_cert\t/old.crt\nTLS_REQCERT demand\n"
+        "TLS_CERT /dup.crt\nTLS_CERTDIR /d");
+    ASSERT_EQ(0, Set("TLS_CERT", "/var/lib/ldap/ldapclient.crt", 0));
+    EXPECT_EQ(
+        "# comment TLS_CERT x\n\nURI ldap://a\ntls_cert\t/var/lib/ldap/ldapclient.crt\n"
+        "TLS_REQCERT demand\nTLS_CERTDIR /d\n",
+        Sandbox::ReadFile(conf_));
+}
+
+TEST_F(LDAPConfSetOne, AppendsAMissingKey) {
+    Sandbox::WriteFile(conf_, "URI ldap://a\n");
+    ASSERT_EQ(0, Set("TLS_KEY", "/k", 0));
+    EXPECT_EQ("URI ldap://a\nTLS_KEY /k\n", Sandbox::ReadFile(conf_));
+}
+
+TEST_F(LDAPConfSetOne, BackToTheDefault) {
+    Sandbox::WriteFile(defaults_, "TLS_REQCERT never\n");
+    Sandbox::WriteFile(conf_, "TLS_REQCERT demand\nTLS_CERT /c\nURI ldap://a\n");
+    ASSERT_EQ(0, Set("TLS_REQCERT", "whatever", 1));
+    ASSERT_EQ(0, Set("TLS_CERT", "/c", 1));  // no default: the line goes
+    EXPECT_EQ("TLS_REQCERT never\nURI ldap://a\n", Sandbox::ReadFile(conf_));
+    ASSERT_EQ(0, Set("TLS_CERT", nullptr, 1));  // already at its default
+    unlink(defaults_.c_str());
+    ASSERT_EQ(0, Set("TLS_REQCERT", nullptr, 1));  // no defaults file at all
+    EXPECT_EQ("URI ldap://a\n", Sandbox::ReadFile(conf_));
+}
+
+TEST_F(LDAPConfSetOne, AMissingFileStartsFromTheDefaults) {
+    Sandbox::WriteFile(defaults_, "# defaults\nTLS_REQCERT demand\n");
+    ASSERT_EQ(0, Set("TLS_CERT", "/c", 0));
+    EXPECT_EQ("# defaults\nTLS_REQCERT demand\nTLS_CERT /c\n", Sandbox::ReadFile(conf_));
+    unlink(conf_.c_str());
+    unlink(defaults_.c_str());
+    ASSERT_EQ(0, Set("TLS_CERT", "/c", 0));
+    EXPECT_EQ("TLS_CERT /c\n", Sandbox::ReadFile(conf_));
+    // The directory is made when missing.
+    std::string nested = dir_ + "/a/b/ldap.conf";
+    ASSERT_EQ(0, QARNLDAPConfSetOne(nested.c_str(), nullptr, "TLS_KEY", "/k", 0));
+    EXPECT_EQ("TLS_KEY /k\n", Sandbox::ReadFile(nested));
+}
+
+TEST_F(LDAPConfSetOne, RewritesAtomicallyKeepingTheModeAndOnlyOnChange) {
+    Sandbox::WriteFile(conf_, "TLS_CERT /a\n");
+    ASSERT_EQ(0, chmod(conf_.c_str(), 0640));
+    struct stat before, after;
+    ASSERT_EQ(0, stat(conf_.c_str(), &before));
+    ASSERT_EQ(0, Set("TLS_CERT", "/a", 0));  // no change: the same file stays
+    ASSERT_EQ(0, stat(conf_.c_str(), &after));
+    EXPECT_EQ(before.st_ino, after.st_ino);
+    ASSERT_EQ(0, Set("TLS_CERT", "/b", 0));  // a change: a new file replaced it
+    ASSERT_EQ(0, stat(conf_.c_str(), &after));
+    EXPECT_NE(before.st_ino, after.st_ino);
+    EXPECT_EQ(0640u, after.st_mode & 07777);
+    DIR* listing = opendir(dir_.c_str());
+    ASSERT_NE(nullptr, listing);
+    std::vector<std::string> names;
+    while (struct dirent* entry = readdir(listing)) names.push_back(entry->d_name);
+    closedir(listing);
+    EXPECT_EQ(3u, names.size());  // ".", ".." and ldap.conf: no temporary file left behind
+}
+
+TEST_F(LDAPConfSetOne, RefusesBadArguments) {
+    EXPECT_LT(Set("TLS CERT", "/c", 0), 0);
+    EXPECT_LT(Set("", "/c", 0), 0);
+    EXPECT_LT(Set(nullptr, "/c", 0), 0);
+    EXPECT_LT(Set("TLS_CERT", "/c\nTLS_REQCERT never", 0), 0);
+    EXPECT_LT(Set("TLS_CERT", "/c", 2), 0);
+    EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet());
+    EXPECT_LT(QARNLDAPConfSetOne(nullptr, nullptr, "TLS_CERT", "/c", 0), 0);
+    EXPECT_LT(QARNLDAPConfSetOne("/proc/nonexistent/ldap.conf", nullptr, "K", "v", 0), 0);
+    EXPECT_EQ(QARN_LDAP_ERR_CONF, QLIBCErrGet());
+}
+
+// --- bound status and debug switch --------------------------------------------------------------
+
+TEST_F(LDAPLibrary, IsBindedFollowsNsswitch) {
+    const std::pair<const char*, int> cases[] = {
+        {"passwd: files ldap\ngroup: files ldap\n", 1},
+        {"passwd:\tfiles [NOTFOUND=return] ldap\n", 1},
+        {"passwd: files systemd winbind\ngroup: files ldap\n", 0},
+        {"# passwd: files ldap\npasswd: files\n", 0},
+        {"passwd: files # ldap\n", 0},
+        {"passwd: files ldapx\n", 0},
+        {"passwd: files [ldap=return]\n", 0},
+    };
+    for (const auto& c : cases) {
+        Sandbox::WriteFile("/etc/nsswitch.conf", c.first);
+        EXPECT_EQ(c.second, QARNLDAPIsBinded()) << c.first;
+    }
+    unlink("/etc/nsswitch.conf");
+    EXPECT_EQ(0, QARNLDAPIsBinded());
+}
+
+TEST_F(LDAPLibrary, DebugSwitch) {
+    EXPECT_EQ(0, QARNLDAPDebugEnabled());
+    Sandbox::WriteFile(QARN_LDAP_DEBUG_FLAG_PATH, "");
+    sleep(1);
+    int enabled = 0;
+    for (int i = 0; i < 30 && !enabled; ++i) {
+        enabled = QARNLDAPDebugEnabled();
+        if (!enabled) usleep(100000);
+    }
+    EXPECT_NE(0, enabled);
+    unlink(QARN_LDAP_DEBUG_FLAG_PATH);
+    sleep(1);
+    for (int i = 0; i < 30 && enabled; ++i) {
+        enabled = QARNLDAPDebugEnabled();
+        if (enabled) usleep(100000);
+    }
+    EXPECT_EQ(0, enabled);
+}
+
+}  // namespace

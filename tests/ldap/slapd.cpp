@@ -1,0 +1,94 @@
+#include "slapd.hpp"
+
+#include <stdlib.h>
+
+#include <fstream>
+#include <map>
+#include <memory>
+
+#include "sandbox.hpp"
+
+#ifndef DSCHECK_SOURCE_DIR
+#error "DSCHECK_SOURCE_DIR must name the source tree"
+#endif
+
+namespace {
+
+const std::string kScript = DSCHECK_SOURCE_DIR "/tests/ldap/slapd_sandbox.sh";
+
+}  // namespace
+
+Slapd::~Slapd() {
+    Stop();
+}
+
+bool Slapd::Start(const std::vector<std::string>& options) {
+    Stop();
+    char dir[] = "/tmp/slapd-XXXXXX";
+    if (!mkdtemp(dir)) return false;
+    dir_ = dir;
+    std::vector<std::string> argv = {"/bin/bash", kScript, "start", dir_, "--quiet"};
+    argv.insert(argv.end(), options.begin(), options.end());
+    if (Sandbox::Run(argv) != 0) {
+        Stop();
+        return false;
+    }
+    return true;
+}
+
+void Slapd::Stop() {
+    if (dir_.empty()) return;
+    Sandbox::Run({"/bin/bash", kScript, "stop", dir_});
+    Sandbox::Run({"/bin/rm", "-rf", dir_});  // a start that failed early leaves no sandbox
+    dir_.clear();
+}
+
+std::string Slapd::Get(const std::string& key) const {
+    std::ifstream env(dir_ + "/env");
+    std::string line;
+    while (std::getline(env, line)) {
+        if (line.compare(0, key.size() + 1, key + "=") == 0) return line.substr(key.size() + 1);
+    }
+    return "";
+}
+
+std::vector<std::string> Slapd::Expect(const std::string& name) const {
+    std::vector<std::string> lines;
+    std::ifstream in(Get("EXPECT_DIR") + "/" + name);
+    std::string line;
+    while (std::getline(in, line)) lines.push_back(line);
+    return lines;
+}
+
+std::string Slapd::Address() const {
+    return Get("HOST") + ":" + Get("LDAP_PORT");
+}
+
+std::string Slapd::LDAPSAddress() const {
+    return Get("HOST") + ":" + Get("LDAPS_PORT");
+}
+
+bool Slapd::MakeCertificates(const std::string& dir) {
+    return Sandbox::Run({"/bin/bash", kScript, "certs", dir}) == 0;
+}
+
+const std::string& Slapd::SharedCertificates() {
+    static const std::string dir = [] {
+        std::string path = "/tmp/certs";
+        MakeCertificates(path);
+        return path;
+    }();
+    return dir;
+}
+
+const Slapd& Slapd::Shared(const std::vector<std::string>& options) {
+    static std::map<std::vector<std::string>, std::unique_ptr<Slapd>> instances;
+    std::unique_ptr<Slapd>& instance = instances[options];
+    if (!instance) {
+        instance.reset(new Slapd);
+        std::vector<std::string> all = options;
+        all.insert(all.end(), {"--certs", SharedCertificates()});
+        instance->Start(all);
+    }
+    return *instance;
+}

@@ -1,0 +1,40 @@
+// A slapd with a generated test directory, started by tests/ldap/slapd_sandbox.sh inside the
+// test's sandbox.
+#pragma once
+
+#include <string>
+#include <vector>
+
+class Slapd {
+  public:
+    Slapd() = default;
+    ~Slapd();
+    Slapd(const Slapd&) = delete;
+    Slapd& operator=(const Slapd&) = delete;
+
+    // Starts an instance with the script's options ("--layout", "plain", ...) in a new directory
+    // below /tmp. False when the script failed (its messages are on stderr).
+    bool Start(const std::vector<std::string>& options);
+    // Stops the instance and removes its directory.
+    void Stop();
+
+    // A setting of the instance (LDAP_PORT, BIND_DN, CA_CERT, USERS_COUNT, ...); "" when absent.
+    std::string Get(const std::string& key) const;
+    // The lines of one of its expectation files (user_id_type, group_name_dup, ...).
+    std::vector<std::string> Expect(const std::string& name) const;
+    // "HOST:PORT" of the plain and of the LDAPS listener.
+    std::string Address() const;
+    std::string LDAPSAddress() const;
+
+    // Makes a CA with server and client certificates in dir (shared by several instances with
+    // the option "--certs" dir).
+    static bool MakeCertificates(const std::string& dir);
+    // The certificates of the shared instances, made on first use.
+    static const std::string& SharedCertificates();
+    // An instance with these options and the shared certificates, started on first use and
+    // stopped when the test process ends.
+    static const Slapd& Shared(const std::vector<std::string>& options);
+
+  private:
+    std::string dir_;
+};
