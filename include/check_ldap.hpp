@@ -11,6 +11,7 @@
 
 #include "api_request.hpp"
 #include "api_response.hpp"
+#include "error_code.hpp"
 #include "qarnldap.h"
 
 class LDAPTestHandler {
@@ -68,6 +69,8 @@ class LDAPTestHandler {
     bool GetEntries(const std::string& category, Json::Value* result);
     std::string CategoryParam();
     // The entry list answer of an entry check.
+    // Lists the entries whose attribute of the profile rule is missing or empty.
+    void ReplyEmptyAttribute(const char* rule, ErrorCode userCode, ErrorCode groupCode);
     void ReplyList(const std::string& category, int code, const Json::Value& list, bool withType,
                    bool withPlural);
 

@@ -422,31 +422,25 @@ void LDAPTestHandler::ReplyList(const std::string& category, int code, const Jso
 }
 
 void LDAPTestHandler::TestNameEmpty() {
-    std::string category = CategoryParam();
-    Json::Value result;
-    if (!GetEntries(category, &result)) return;
-    std::string name = ResultAttribute(result, "name");
-    Json::Value list(Json::arrayValue);
-    std::string text;
-    for (const Json::Value& entry : result[category]) {
-        if (!Attribute(entry, name, &text) || text.empty()) ListDN(entry, &list);
-    }
-    ReplyList(category, category == "user" ? kLDAPUserNameEmpty : kLDAPGroupNameEmpty, list, true,
-              false);
+    ReplyEmptyAttribute("name", kLDAPUserNameEmpty, kLDAPGroupNameEmpty);
 }
 
 void LDAPTestHandler::TestIdEmpty() {
+    ReplyEmptyAttribute("id", kLDAPUserIdEmpty, kLDAPGroupIdEmpty);
+}
+
+void LDAPTestHandler::ReplyEmptyAttribute(const char* rule, ErrorCode userCode,
+                                          ErrorCode groupCode) {
     std::string category = CategoryParam();
     Json::Value result;
     if (!GetEntries(category, &result)) return;
-    std::string id = ResultAttribute(result, "id");
+    std::string attribute = ResultAttribute(result, rule);
     Json::Value list(Json::arrayValue);
     std::string text;
     for (const Json::Value& entry : result[category]) {
-        if (!Attribute(entry, id, &text) || text.empty()) ListDN(entry, &list);
+        if (!Attribute(entry, attribute, &text) || text.empty()) ListDN(entry, &list);
     }
-    ReplyList(category, category == "user" ? kLDAPUserIdEmpty : kLDAPGroupIdEmpty, list, true,
-              false);
+    ReplyList(category, category == "user" ? userCode : groupCode, list, true, false);
 }
 
 void LDAPTestHandler::TestIdType() {
