@@ -98,6 +98,18 @@ TEST(BeforeJoin, SmbLogonsMapToTheirCodes) {
     }
 }
 
+TEST(BeforeJoin, LockedOutAfterBadPasswords) {
+    ErrorSeverity severity = kCodeOnly;
+    ErrorCode err = kNoError;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        DomainFixture bad(User("dave", kBed.wrongPassword));
+        bad.probe.RunSmbclient(severity, err, 30);
+    }
+    DomainFixture right(User("dave", kBed.userPassword));
+    EXPECT_FALSE(right.probe.RunSmbclient(severity, err, 30));
+    EXPECT_EQ(err, kAccountLocked);
+}
+
 TEST(BeforeJoin, LiveAndStoppedController) {
     if (kBed.dc2.empty()) GTEST_SKIP() << "no stopped second controller";
     Json::Value params = User("alice", kBed.userPassword);
