@@ -211,7 +211,7 @@ extern "C" int QARNLDAPSearchRequestInit(QARN_LDAP_SEARCH_REQ* req, int allocAtt
 
 extern "C" int QARNLDAPSearchInit(const QARN_LDAP_CONN* conn, QARN_LDAP_SEARCH_REQ* req,
                                   QARN_LDAP_SEARCH_RESULT* res) {
-    qarnldap::SigPipeGuard guard;
+    platform::SigPipeGuard guard;
     if (!conn || !req || !res || !conn->szBaseDN) {
         QARNLDAP_SET_ERR(QARN_LDAP_ERR_PARAM);
         return -1;
@@ -272,7 +272,7 @@ extern "C" int QARNLDAPSearchInit(const QARN_LDAP_CONN* conn, QARN_LDAP_SEARCH_R
 }
 
 extern "C" int QARNLDAPSearchGetNext(QARN_LDAP_SEARCH_REQ* req, QARN_LDAP_SEARCH_RESULT* res) {
-    qarnldap::SigPipeGuard guard;
+    platform::SigPipeGuard guard;
     if (!req || !res || !req->pPriv) {
         QARNLDAP_SET_ERR(QARN_LDAP_ERR_PARAM);
         return -1;
@@ -366,7 +366,7 @@ extern "C" const char* QARNLDAPResultGetValue(const QARN_LDAP_SEARCH_RESULT* res
 }
 
 extern "C" void QARNLDAPSearchFree(QARN_LDAP_SEARCH_REQ* req, QARN_LDAP_SEARCH_RESULT* res) {
-    qarnldap::SigPipeGuard guard;
+    platform::SigPipeGuard guard;
     if (req) {
         qarnldap::FreeState(static_cast<SearchState*>(req->pPriv));
         req->pPriv = nullptr;

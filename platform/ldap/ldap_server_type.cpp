@@ -135,7 +135,7 @@ int Probe(QARN_LDAP_CONN* conn) {
 }  // namespace
 
 extern "C" int QARNLDAPBrowserCheckServerType(QARN_LDAP_CONN* conn) {
-    qarnldap::SigPipeGuard guard;
+    platform::SigPipeGuard guard;
     if (!conn) {
         QARNLDAP_SET_ERR(QARN_LDAP_ERR_PARAM);
         return -1;

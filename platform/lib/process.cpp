@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "qlibc.h"
+#include "sig_pipe_guard.hpp"
 #include "tool_run.hpp"
 
 extern char** environ;
@@ -166,13 +167,9 @@ extern "C" int QLIBCExecl(const char* path, int options, ...) {
 
 namespace {
 
-// Writes all of input, then closes the pipe. A reader that is gone ends the writing without
-// the SIGPIPE that would end the host.
+// Writes all of input, then closes the pipe; a reader that is gone ends the writing.
 void Feed(int fd, const std::string& input) {
-    sigset_t pipeSignal, previous;
-    sigemptyset(&pipeSignal);
-    sigaddset(&pipeSignal, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
+    platform::SigPipeGuard guard;
     size_t written = 0;
     while (written < input.size()) {
         ssize_t n = write(fd, input.data() + written, input.size() - written);
@@ -180,11 +177,6 @@ void Feed(int fd, const std::string& input) {
         if (n <= 0) break;
         written += static_cast<size_t>(n);
     }
-    if (written < input.size()) {
-        const timespec now{0, 0};
-        sigtimedwait(&pipeSignal, nullptr, &now);
-    }
-    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     close(fd);
 }
 

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <string>
 
+#include "qarn.h"
 #include "qlibc.h"
 #include "sandbox.hpp"
 
@@ -61,6 +63,25 @@ TEST(Exec, ReturnsTheExitStatus) {
 TEST(Exec, SignalledProgramIsNegative) {
     Sandbox::WriteScript(kScript, "kill -9 $$");
     EXPECT_LT(QLIBCExec(kScript, nullptr, nullptr, nullptr, nullptr), 0);
+}
+
+TEST(Kinit, PasswordGoesOnStdinAndAToolThatStopsReadingDoesNotHurt) {
+    Sandbox::WriteScript("/usr/bin/kinit", "read pw; echo \"$# $1 $pw\" > /tmp/kinit");
+    EXPECT_EQ(QARNWinsKinit("alice@EXAMPLE.TEST", "s3cret"), 0);
+    EXPECT_EQ(Sandbox::ReadFile("/tmp/kinit"), "1 alice@EXAMPLE.TEST s3cret\n");
+    Sandbox::WriteScript("/usr/bin/kinit", "echo 'kinit: Password incorrect'; exit 1");
+    EXPECT_EQ(QARNWinsKinit("alice@EXAMPLE.TEST", "wrong"), 1);
+    // Closes its input at once: the rest of a long password meets a closed pipe. Run in a child:
+    // the test process is the sandbox's init, which no SIGPIPE would end.
+    Sandbox::WriteScript("/usr/bin/kinit", "exec 0<&-; exit 3");
+    pid_t child = fork();
+    if (child == 0) {
+        _exit(QARNWinsKinit("alice@EXAMPLE.TEST", std::string(1 << 20, 'x').c_str()) < 0 ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(StringList, GrowsAndIndexes) {

@@ -1,15 +1,15 @@
-// Keeps SIGPIPE from libldap's writes away from the host process.
+// Keeps SIGPIPE from the platform libraries' writes away from the host process.
 #pragma once
 
 #include <pthread.h>
 #include <signal.h>
 
-namespace qarnldap {
+namespace platform {
 
-// Keeps libldap's writes to a connection the server closed from raising SIGPIPE in the host
-// process: blocks SIGPIPE on the calling thread for the guard's life, then discards a SIGPIPE
-// that became pending meanwhile and restores the thread's mask. Nothing is done when the caller
-// blocks SIGPIPE already.
+// Keeps writes to a peer that went away (an LDAP server, a tool's stdin) from raising SIGPIPE in
+// the host process: blocks SIGPIPE on the calling thread for the guard's life, then discards a
+// SIGPIPE that became pending meanwhile and restores the thread's mask. Nothing is done when the
+// caller blocks SIGPIPE already.
 class SigPipeGuard {
   public:
     SigPipeGuard() {
@@ -35,4 +35,4 @@ class SigPipeGuard {
     bool active_ = false;
 };
 
-}  // namespace qarnldap
+}  // namespace platform
