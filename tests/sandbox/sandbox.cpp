@@ -155,6 +155,29 @@ void LayOutView(const std::vector<std::string>& keep) {
     Check(sethostname(hostname, sizeof(hostname) - 1), "hostname");
 }
 
+// In the parent: the child's PID; returns 0 in the child, which dies with its parent.
+pid_t ForkOrFail() {
+    pid_t child = fork();
+    if (child < 0) Fail("fork");
+    if (child == 0) prctl(PR_SET_PDEATHSIG, SIGKILL);
+    return child;
+}
+
+// Ends the calling process with a child's wait status.
+[[noreturn]] void ExitWith(int status) {
+    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
+}
+
+// Reaps every orphan until the test process ends; its wait status.
+int ReapUntil(pid_t test) {
+    for (;;) {
+        int status = 0;
+        pid_t ended = wait(&status);
+        if (ended == test) return status;
+        if (ended < 0 && errno != EINTR) return status;
+    }
+}
+
 int WaitFor(pid_t pid) {
     int status = 0;
     while (waitpid(pid, &status, 0) < 0) {
@@ -168,14 +191,13 @@ int WaitFor(pid_t pid) {
 void Sandbox::Enter(const std::vector<std::string>& keep) {
     Check(unshare(CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWUTS | CLONE_NEWIPC),
           "unshare (tests need root)");
-    pid_t child = fork();
-    if (child < 0) Fail("fork");
-    if (child > 0) {
-        int status = WaitFor(child);
-        _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
-    }
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    pid_t init = ForkOrFail();
+    if (init > 0) ExitWith(WaitFor(init));
+    // PID 1 of the new namespace: lays out the view, then reaps while the test runs as an
+    // ordinary process, which signals such as SIGPIPE end as they would end the host.
     LayOutView(keep);
+    pid_t test = ForkOrFail();
+    if (test > 0) ExitWith(ReapUntil(test));
     gSystemLog.Listen();
 }
 
