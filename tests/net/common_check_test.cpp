@@ -119,11 +119,14 @@ INSTANTIATE_TEST_SUITE_P(Ports, PortErrorTest,
                                          PortCase{636, 1016, "LDAP"},
                                          PortCase{8080, 1015, "Unknown"}));
 
+// The DC after one that answered only on 636 is asked on 389 first again.
 TEST(TestPortByDomain, OtherLDAPPortStandsIn) {
     TcpListener ldaps("127.0.0.11", 636);
-    ExpectAnswer(CallEntry(TestPortByDomain_v1,
-                           ParseJson(R"({"dc_ips": "127.0.0.11,127.0.0.12", "port": 389})")),
-                 1011, ParseJson(R"({"info": {"port": "389, 636", "service": "LDAP",
+    TcpListener ldap("127.0.0.13", 389);
+    ExpectAnswer(
+        CallEntry(TestPortByDomain_v1, ParseJson(R"({"dc_ips": "127.0.0.11,127.0.0.13,127.0.0.12",
+                                         "port": 389})")),
+        1011, ParseJson(R"({"info": {"port": "389, 636", "service": "LDAP",
                                         "server_list": ["127.0.0.12"]},
                                "isPlural": true, "level": 1})"));
 }
@@ -152,9 +155,12 @@ class MTUTest : public testing::Test {
     }
 };
 
+// A target that answers no ping at all does not fail the test by itself.
 TEST_F(MTUTest, FullSizedPathPasses) {
     NetLab lab;
-    ExpectAnswer(CallEntry(TestMTU_v1, Targets({NetLab::kGatewayIPv6}), 2), 0, Json::Value());
+    lab.AddSilentAddress("10.20.0.99");
+    ExpectAnswer(CallEntry(TestMTU_v1, Targets({"10.20.0.99", NetLab::kGatewayIPv6}), 2), 0,
+                 Json::Value());
     ExpectAnswer(CallEntry(TestMTU_v1, Param("test_ip", NetLab::kGatewayIPv4)), 0, Json::Value());
 }
 
@@ -209,6 +215,14 @@ TEST_F(ConflictTest, AddressAnsweredFromTwoHardwareAddresses) {
                                "isPlural": false, "level": 1})"));
     EXPECT_EQ(CallEntry(TestIPConflict_v1, Param("test_ip", "10.20.0.50")).GetData()["level"], 0);
     ExpectAnswer(CallEntry(TestIPConflict_v1, Param("test_ip", "10.20.0.51")), 0, Json::Value());
+}
+
+TEST_F(ConflictTest, TargetsThatAreNoIPv4AddressAreSkipped) {
+    ExpectAnswer(CallEntry(TestIPConflict_v1, Param("test_ip", StringArray({"dc1.ex.test"})), 2), 0,
+                 Json::Value());
+    ExpectAnswer(CallEntry(TestIPConflict_v1, Param("test_ip", StringArray({})), 2), 501,
+                 Json::Value());
+    ExpectAnswer(CallEntry(TestIPConflict_v1, Param("test_ip", "")), 501, Json::Value());
 }
 
 TEST_F(ConflictTest, HostNameRegisteredForAnotherAddress) {

@@ -16,8 +16,9 @@ void ExpectAnswer(const QARN::APIResponse& response, int code, const Json::Value
     EXPECT_EQ(response.GetData(), data);
 }
 
-void Join() {
-    Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\nsecurity = ads\nrealm = EX.TEST\n");
+void Join(const std::string& security = "ads") {
+    Sandbox::WriteFile("/etc/samba/smb.conf",
+                       "[global]\nsecurity = " + security + "\nrealm = EX.TEST\n");
 }
 
 // A domain whose controllers are announced under all four LDAP and Kerberos SRV names.
@@ -86,43 +87,51 @@ TEST_F(CommonDnsTest, AddressOfTheDomainIsNotProbed) {
 struct RecordCase {
     const char* name;
     const char* type;
-    bool joined;
+    const char* security;  // of smb.conf; empty: not joined
     int code;
     const char* data;
+    const char* dns = DnsServer::kAddress;
 };
 
 class DNSRecordTest : public CommonDnsTest, public testing::WithParamInterface<RecordCase> {};
 
 TEST_P(DNSRecordTest, Answers) {
     m_server.Start();
-    if (GetParam().joined) Join();
+    if (*GetParam().security != '\0') Join(GetParam().security);
     Json::Value params = Params(GetParam().type);
     params["server_address"] = GetParam().name;
+    params["dns"] = GetParam().dns;
     ExpectAnswer(CallEntry(TestDNSRecord_v1, params), GetParam().code, ParseJson(GetParam().data));
 }
 
-const char kAbsent[] = R"({"info": {"dns": "127.0.0.2", "domain_name": "%s"},
-                           "isPlural": false, "level": 0})";
-
 INSTANTIATE_TEST_SUITE_P(
     Records, DNSRecordTest,
-    testing::Values(RecordCase{"dc2.ex.test", "a", false, 0, R"({"a": ["192.0.2.11"]})"},
-                    RecordCase{"v6only.ex.test", "address", false, 0,
+    testing::Values(RecordCase{"dc2.ex.test", "a", "", 0, R"({"a": ["192.0.2.11"]})"},
+                    RecordCase{"v6only.ex.test", "address", "", 0,
                                R"({"address": ["2001:db8::20"]})"},
-                    RecordCase{"nothere.ex.test", "address", false, 1003,
+                    RecordCase{"nothere.ex.test", "address", "", 1003,
                                R"({"info": {"dns": "127.0.0.2", "domain_name": "nothere.ex.test"},
                        "isPlural": false, "level": 0})"},
-                    RecordCase{"ex.test", "ns", false, 0, R"({"ns": ["ns1.ex.test."]})"},
-                    RecordCase{"dc1.ex.test", "ns", false, 1004,
+                    RecordCase{"ex.test", "ns", "", 0, R"({"ns": ["ns1.ex.test."]})"},
+                    RecordCase{"dc1.ex.test", "ns", "ADS", 1004,
                                R"({"info": {"dns": "127.0.0.2", "domain_name": "dc1.ex.test"},
                        "isPlural": false, "level": 0})"},
-                    RecordCase{"dc1.ex.test", "ns", true, 2001,
+                    RecordCase{"dc1.ex.test", "ns", "ads", 2001,
                                R"({"info": {"dns": "127.0.0.2", "domain_name": "dc1.ex.test"},
                        "isPlural": false, "level": 0})"},
-                    RecordCase{"ex.test", "srv", false, 0,
+                    RecordCase{"ex.test", "srv", "", 0,
                                R"({"srv": {"ldap": ["dc2.ex.test.", "dc1.ex.test."],
                                "kerberos": ["dc2.ex.test.", "dc1.ex.test."]}})"},
-                    RecordCase{"ex.test", "MX", false, 501, "null"}));
+                    RecordCase{"dc2.ex.test", "a", "", 1001,
+                               R"({"info": {"dns": "127.0.0.3", "domain_name": "dc2.ex.test"},
+                       "isPlural": false, "level": 0})",
+                               "127.0.0.3"},
+                    RecordCase{"ex.test", "srv", "", 1008,
+                               R"({"info": {"dns": "127.0.0.3", "domain_name": "ex.test",
+                                            "absent_srv_record": {"ldap": null}},
+                       "isPlural": false, "level": 0})",
+                               "127.0.0.3"},
+                    RecordCase{"ex.test", "MX", "", 501, "null"}));
 
 TEST_F(CommonDnsTest, MissingKerberosNamesAreListed) {
     DnsServer server("ex2.test");
