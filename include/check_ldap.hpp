@@ -68,9 +68,9 @@ class LDAPTestHandler {
     // false when the request has been answered.
     bool GetEntries(const std::string& category, Json::Value* result);
     std::string CategoryParam();
-    // The entry list answer of an entry check.
-    // Lists the entries whose attribute of the profile rule is missing or empty.
-    void ReplyEmptyAttribute(const char* rule, ErrorCode userCode, ErrorCode groupCode);
+    // Lists the entries whose name (kind "name") or ID (kind "id") is missing or empty.
+    void ReplyEmptyAttribute(const char* kind, ErrorCode userCode, ErrorCode groupCode);
+    // The entry list answer of an entry check; success when the list is empty.
     void ReplyList(const std::string& category, int code, const Json::Value& list, bool withType,
                    bool withPlural);
 

@@ -61,6 +61,12 @@ bool IsUsableResult(const Json::Value& result, const std::string& category) {
     return result.isObject() && result[category].isArray();
 }
 
+// Whether rule is the profile rule of category and attribute; reads the rule without changing it.
+bool IsRule(const Json::Value& rule, const std::string& category, const std::string& attribute) {
+    return rule.isObject() && rule["category"].asString() == category &&
+           rule["attribute"].asString() == attribute;
+}
+
 }  // namespace
 
 LDAPTestHandler::LDAPTestHandler(QARN::APIRequest* request, QARN::APIResponse* response)
@@ -152,8 +158,7 @@ void LDAPTestHandler::SetProfile(const std::string& category, const std::string&
                                  const std::string& target) {
     if (!m_profileRules.isArray()) return;
     for (Json::Value& rule : m_profileRules) {
-        if (rule.isObject() && rule["category"].asString() == category &&
-            rule["attribute"].asString() == attribute) {
+        if (IsRule(rule, category, attribute)) {
             rule["target"] = target;
             return;
         }
@@ -164,10 +169,7 @@ std::string LDAPTestHandler::GetProfile(const std::string& category, const std::
                                         const std::string& fallback) {
     if (!m_profileRules.isArray()) return fallback;
     for (const Json::Value& rule : m_profileRules) {
-        if (!rule.isObject() || rule["category"].asString() != category ||
-            rule["attribute"].asString() != attribute) {
-            continue;
-        }
+        if (!IsRule(rule, category, attribute)) continue;
         std::string target = rule["target"].asString();
         const std::string hash = "HASH(";
         if (target.size() > hash.size() && target.compare(0, hash.size(), hash) == 0 &&
@@ -247,14 +249,13 @@ bool LDAPTestHandler::QueryData(const std::string& category, Json::Value* out) {
 int LDAPTestHandler::ParseResult(Json::Value* out) {
     Json::Value entry(Json::objectValue);
     bool firstEntry = true;
-    bool debug = QARNLDAPDebugEnabled() != 0;
     while (QARNLDAPSearchGetNext(&m_searchRequest, &m_searchResult) == 1) {
         int count = QARNLDAPResultGetAttrCount(&m_searchResult);
         for (int j = 0; j < count; ++j) {
             const char* key = QARNLDAPResultGetKey(&m_searchResult, j);
             const char* value = QARNLDAPResultGetValue(&m_searchResult, j);
             if (!key || !value) continue;
-            if (debug) {
+            if (QARNLDAPDebugEnabled()) {
                 // Password hashes stay out of the log.
                 bool secret = strcasecmp(key, "sambaNTPassword") == 0;
                 DS_LOG(LOG_ERR, "%s:%d key[%s], value[%s]", key, secret ? "***" : value);
@@ -429,12 +430,12 @@ void LDAPTestHandler::TestIdEmpty() {
     ReplyEmptyAttribute("id", kLDAPUserIdEmpty, kLDAPGroupIdEmpty);
 }
 
-void LDAPTestHandler::ReplyEmptyAttribute(const char* rule, ErrorCode userCode,
+void LDAPTestHandler::ReplyEmptyAttribute(const char* kind, ErrorCode userCode,
                                           ErrorCode groupCode) {
     std::string category = CategoryParam();
     Json::Value result;
     if (!GetEntries(category, &result)) return;
-    std::string attribute = ResultAttribute(result, rule);
+    std::string attribute = ResultAttribute(result, kind);
     Json::Value list(Json::arrayValue);
     std::string text;
     for (const Json::Value& entry : result[category]) {
@@ -447,7 +448,8 @@ void LDAPTestHandler::TestIdType() {
     std::string category = CategoryParam();
     Json::Value result;
     if (!GetEntries(category, &result)) return;
-    if (result["skip_id_type_check"].asBool()) {
+    const Json::Value& hashed = result["skip_id_type_check"];
+    if (hashed.isBool() && hashed.asBool()) {
         m_response->SetSuccess(Json::Value());
         return;
     }
@@ -465,7 +467,8 @@ void LDAPTestHandler::TestNameDup() {
     Json::Value result;
     if (!GetEntries(category, &result)) return;
     bool user = category == "user";
-    bool ownServer = result["server_type"].asInt() == QARN_LDAP_SERVER_QARN;
+    const Json::Value& serverType = result["server_type"];
+    bool ownServer = serverType.isInt() && serverType.asInt() == QARN_LDAP_SERVER_QARN;
     std::set<std::string> localNames;
     ReadLocalAccounts(user ? "/etc/passwd" : "/etc/group", "name", &localNames);
     if (ownServer && user) localNames.erase("admin");
@@ -485,11 +488,11 @@ void LDAPTestHandler::TestNameDup() {
 }
 
 void LDAPTestHandler::TestIdDup() {
-    std::string category = CategoryParam();
     if (GetParamBoolType("enable_idmap")) {
         m_response->SetSuccess(Json::Value());
         return;
     }
+    std::string category = CategoryParam();
     std::set<std::string> localIDs;
     ReadLocalAccounts(category == "user" ? "/etc/passwd" : "/etc/group", "id", &localIDs);
     Json::Value result;

@@ -240,26 +240,42 @@ TEST_F(LDAPLibrary, BindAndOneEntry) {
     EXPECT_EQ("dc=example,dc=com", out.entries[0][0].second);
 }
 
-TEST_F(LDAPLibrary, WrongPasswordIs49) {
-    Query q = Bound(QarnServer());
-    q.bindPW = "wrong";
-    Outcome out = Search(q);
-    EXPECT_EQ(0, out.initRc);
-    EXPECT_EQ(49, out.status);
-    EXPECT_TRUE(out.entries.empty());
-    EXPECT_EQ(QARN_LDAP_ERR_BIND, QLIBCErrGet());
-
-    q.bindDN = "uid=nobody," + QarnServer().Get("PEOPLE_DN");
-    out = Search(q);
-    EXPECT_EQ(49, out.status);
-}
-
-TEST_F(LDAPLibrary, PlainBindToTLSOnlyServerIs13) {
-    Query q = Bound(TLSOnlyServer());
-    Outcome out = Search(q);
-    EXPECT_EQ(0, out.initRc);
-    EXPECT_EQ(13, out.status);
-    EXPECT_TRUE(out.entries.empty());
+TEST_F(LDAPLibrary, FailedStepsGiveTheirLDAPCode) {
+    const struct {
+        const Slapd& server;
+        const char* address;  // "" for the server's
+        const char* bindDN;   // "" for the server's
+        const char* password;
+        const char* base;
+        const char* filter;
+        int status;
+        int lastError;
+    } cases[] = {
+        {QarnServer(), "", "", "wrong", "dc=example,dc=com", nullptr, 49, QARN_LDAP_ERR_BIND},
+        {QarnServer(), "", "uid=nobody,cn=users,dc=example,dc=com", "bindpw", "dc=example,dc=com",
+         nullptr, 49, QARN_LDAP_ERR_BIND},
+        {TLSOnlyServer(), "", "", "bindpw", "dc=example,dc=com", nullptr, 13, QARN_LDAP_ERR_BIND},
+        {QarnServer(), "127.0.0.1:1", "", "bindpw", "dc=example,dc=com", nullptr, 81,
+         QARN_LDAP_ERR_CONNECT},
+        {QarnServer(), "", "", "bindpw", "dc=missing,dc=com", nullptr, 32, QARN_LDAP_ERR_SEARCH},
+        {QarnServer(), "", "", "bindpw", "dc=example,dc=com", "(uid=unclosed", 87,
+         QARN_LDAP_ERR_SEARCH},
+    };
+    for (const auto& c : cases) {
+        Query q = Bound(c.server);
+        if (*c.address) q.server = c.address;
+        if (*c.bindDN) q.bindDN = c.bindDN;
+        q.bindPW = c.password;
+        q.base = c.base;
+        q.filter = c.filter;
+        QLIBCErrSetEx(0, "", 0);
+        Outcome out = Search(q);
+        SCOPED_TRACE(c.status);
+        EXPECT_EQ(0, out.initRc);  // the server was asked: its answer is the status
+        EXPECT_EQ(c.status, out.status);
+        EXPECT_TRUE(out.entries.empty());
+        EXPECT_EQ(c.lastError, QLIBCErrGet());
+    }
 }
 
 TEST_F(LDAPLibrary, StartTLS) {
@@ -352,15 +368,6 @@ TEST_F(LDAPLibrary, ClientCertificate) {
     EXPECT_EQ(QARN_LDAP_ERR_TLS, QLIBCErrGet());
 }
 
-TEST_F(LDAPLibrary, UnreachableServerIs81) {
-    Query q = Bound(QarnServer());
-    q.server = "127.0.0.1:1";
-    Outcome out = Search(q);
-    EXPECT_EQ(0, out.initRc);
-    EXPECT_EQ(81, out.status);
-    EXPECT_EQ(QARN_LDAP_ERR_CONNECT, QLIBCErrGet());
-}
-
 TEST_F(LDAPLibrary, IPv6) {
     if (access("/proc/net/if_inet6", R_OK) != 0) GTEST_SKIP() << "no IPv6";
     Query q = Bound(QarnServer());
@@ -451,17 +458,6 @@ TEST_F(LDAPLibrary, NoAttributeListReturnsAllAttributes) {
     ASSERT_EQ(1u, out.entries.size());
     EXPECT_EQ(std::vector<std::string>{"EXAMPLE"}, Values(out.entries[0], "sambaDomainName"));
     EXPECT_EQ(std::vector<std::string>{"S-1-5-21-1-2-3"}, Values(out.entries[0], "sambaSID"));
-}
-
-TEST_F(LDAPLibrary, SearchErrorsAreLDAPCodes) {
-    Query q = Bound(QarnServer());
-    q.base = "dc=missing,dc=com";
-    EXPECT_EQ(32, Search(q).status);  // noSuchObject
-    q.base = "dc=example,dc=com";
-    q.filter = "(uid=unclosed";
-    Outcome out = Search(q);
-    EXPECT_EQ(0, out.initRc);
-    EXPECT_EQ(87, out.status);  // filter error
 }
 
 TEST_F(LDAPLibrary, AnonymousSeesNothingWhereOnlyBoundClientsRead) {
@@ -577,44 +573,43 @@ class LDAPConfSetOne : public ::testing::Test {
     std::string dir_, conf_, defaults_;
 };
 
-TEST_F(LDAPConfSetOne, ReplacesTheKeyAndKeepsEveryOtherLine) {
-    Sandbox::WriteFile(
-        conf_,
-        "# comment TLS_CERT x\n\nURI ldap://a\ntls_cert\t/old.crt\nTLS_REQCERT demand\n"
-        "TLS_CERT /dup.crt\nTLS_CERTDIR /d");
-    ASSERT_EQ(0, Set("TLS_CERT", "/var/lib/ldap/ldapclient.crt", 0));
-    EXPECT_EQ(
-        "# comment TLS_CERT x\n\nURI ldap://a\ntls_cert\t/var/lib/ldap/ldapclient.crt\n"
-        "TLS_REQCERT demand\nTLS_CERTDIR /d\n",
-        Sandbox::ReadFile(conf_));
-}
-
-TEST_F(LDAPConfSetOne, AppendsAMissingKey) {
-    Sandbox::WriteFile(conf_, "URI ldap://a\n");
-    ASSERT_EQ(0, Set("TLS_KEY", "/k", 0));
-    EXPECT_EQ("URI ldap://a\nTLS_KEY /k\n", Sandbox::ReadFile(conf_));
-}
-
-TEST_F(LDAPConfSetOne, BackToTheDefault) {
-    Sandbox::WriteFile(defaults_, "TLS_REQCERT never\n");
-    Sandbox::WriteFile(conf_, "TLS_REQCERT demand\nTLS_CERT /c\nURI ldap://a\n");
-    ASSERT_EQ(0, Set("TLS_REQCERT", "whatever", 1));
-    ASSERT_EQ(0, Set("TLS_CERT", "/c", 1));  // no default: the line goes
-    EXPECT_EQ("TLS_REQCERT never\nURI ldap://a\n", Sandbox::ReadFile(conf_));
-    ASSERT_EQ(0, Set("TLS_CERT", nullptr, 1));  // already at its default
-    unlink(defaults_.c_str());
-    ASSERT_EQ(0, Set("TLS_REQCERT", nullptr, 1));  // no defaults file at all
-    EXPECT_EQ("URI ldap://a\n", Sandbox::ReadFile(conf_));
-}
-
-TEST_F(LDAPConfSetOne, AMissingFileStartsFromTheDefaults) {
-    Sandbox::WriteFile(defaults_, "# defaults\nTLS_REQCERT demand\n");
-    ASSERT_EQ(0, Set("TLS_CERT", "/c", 0));
-    EXPECT_EQ("# defaults\nTLS_REQCERT demand\nTLS_CERT /c\n", Sandbox::ReadFile(conf_));
-    unlink(conf_.c_str());
-    unlink(defaults_.c_str());
-    ASSERT_EQ(0, Set("TLS_CERT", "/c", 0));
-    EXPECT_EQ("TLS_CERT /c\n", Sandbox::ReadFile(conf_));
+TEST_F(LDAPConfSetOne, SetsOrResetsOneKeyAndKeepsEveryOtherLine) {
+    const struct {
+        const char* conf;  // nullptr: no such file
+        const char* defaults;
+        const char* key;
+        const char* value;
+        int flag;
+        const char* expected;
+    } cases[] = {
+        // The first line of the key changes (ignoring case, keeping its spelling); the others go.
+        {"# comment TLS_CERT x\n\nURI ldap://a\ntls_cert\t/old.crt\nTLS_REQCERT demand\n"
+         "TLS_CERT /dup.crt\nTLS_CERTDIR /d",
+         nullptr, "TLS_CERT", "/var/lib/ldap/ldapclient.crt", 0,
+         "# comment TLS_CERT x\n\nURI ldap://a\ntls_cert\t/var/lib/ldap/ldapclient.crt\n"
+         "TLS_REQCERT demand\nTLS_CERTDIR /d\n"},
+        {"URI ldap://a\n", nullptr, "TLS_KEY", "/k", 0, "URI ldap://a\nTLS_KEY /k\n"},
+        // Back to the default: its value, or no line when the defaults lack the key.
+        {"TLS_REQCERT demand\nTLS_CERT /c\nURI ldap://a\n", "TLS_REQCERT never\n", "TLS_REQCERT",
+         "whatever", 1, "TLS_REQCERT never\nTLS_CERT /c\nURI ldap://a\n"},
+        {"TLS_REQCERT never\nTLS_CERT /c\n", "TLS_REQCERT never\n", "TLS_CERT", "/c", 1,
+         "TLS_REQCERT never\n"},
+        {"URI ldap://a\n", "TLS_REQCERT never\n", "TLS_CERT", nullptr, 1, "URI ldap://a\n"},
+        {"TLS_REQCERT never\nURI ldap://a\n", nullptr, "TLS_REQCERT", nullptr, 1, "URI ldap://a\n"},
+        // A missing file starts from the defaults.
+        {nullptr, "# defaults\nTLS_REQCERT demand\n", "TLS_CERT", "/c", 0,
+         "# defaults\nTLS_REQCERT demand\nTLS_CERT /c\n"},
+        {nullptr, nullptr, "TLS_CERT", "/c", 0, "TLS_CERT /c\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.expected);
+        Sandbox::Remove(conf_);
+        Sandbox::Remove(defaults_);
+        if (c.conf) Sandbox::WriteFile(conf_, c.conf);
+        if (c.defaults) Sandbox::WriteFile(defaults_, c.defaults);
+        ASSERT_EQ(0, Set(c.key, c.value, c.flag));
+        EXPECT_EQ(c.expected, Sandbox::ReadFile(conf_));
+    }
     // The directory is made when missing.
     std::string nested = dir_ + "/a/b/ldap.conf";
     ASSERT_EQ(0, QARNLDAPConfSetOne(nested.c_str(), nullptr, "TLS_KEY", "/k", 0));

@@ -67,14 +67,17 @@ function grp(dn, name, id, rdn,    e) {
     if (id != "@none" && (id in gid)) emit_expect("group_id_dup", dn)
 }
 
-# Reads a colon-separated account file: names[], ids[] as sets, namelist[] / idlist[] in order.
+# Reads a colon-separated account file as the checks do: a name needs a colon after it, an ID
+# a third colon. names[], ids[] as sets, namelist[] / idlist[] in order.
 function load(file, names, ids, namelist, idlist,    line, f, n, k) {
     k = 0
     while ((getline line < file) > 0) {
         if (line == "") continue
         n = split(line, f, ":")
-        if (f[1] != "") { names[f[1]] = 1; namelist[++k] = f[1]; idlist[k] = (n >= 3) ? f[3] : "" }
-        if (n >= 3) ids[f[3]] = 1
+        if (n >= 2 && f[1] != "") {
+            names[f[1]] = 1; namelist[++k] = f[1]; idlist[k] = (n >= 4) ? f[3] : ""
+        }
+        if (n >= 4) ids[f[3]] = 1
     }
     close(file)
     return k
