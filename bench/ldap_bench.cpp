@@ -91,12 +91,7 @@ int main(int argc, char** argv) {
     long userCount = std::stol(server.Get("USERS_COUNT"));
     long groupCount = std::stol(server.Get("GROUPS_COUNT"));
 
-    Json::Value params;
-    params["server_address"] = server.Address();
-    params["base_dn"] = server.Get("SUFFIX");
-    params["encryption"] = "no";
-    params["bind_dn"] = server.Get("BIND_DN");
-    params["bind_pw"] = server.Get("BIND_PW");
+    Json::Value params = server.BindRequest();
     params["profile_rules"] = Json::Value(Json::arrayValue);
 
     long baseline = InChild([] {}).peakKiB;

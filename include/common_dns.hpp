@@ -22,6 +22,10 @@ class CommonDnsHandler : public CommonCore {
     // The first server of a comma-separated list of addresses; false (logged at priority) when
     // any entry is not an address.
     static bool FirstDNSServer(const std::string& dnsList, int priority, std::string* dns);
+    // An address needs no look-up and answers success; a bad DNS list answers 501. True when
+    // answered, else dns is the server to ask.
+    bool AnsweredForAddress(const std::string& serverAddress, const std::string& dnsList,
+                            int priority, std::string* dns);
     ErrorCode LookUpRecord(const std::string& recordType, const std::string& domainName,
                            const std::string& dns, Json::Value& result);
     // The Samba look-ups of the realm's KDCs and LDAP servers; false when either fails.

@@ -60,6 +60,20 @@ bool CommonDnsHandler::IsRecordTypeValid(const std::string& recordType) {
     return valid.count(recordType) != 0;
 }
 
+bool CommonDnsHandler::AnsweredForAddress(const std::string& serverAddress,
+                                          const std::string& dnsList, int priority,
+                                          std::string* dns) {
+    if (IsIP(serverAddress)) {
+        SetSuccess(Json::Value());
+        return true;
+    }
+    if (!FirstDNSServer(dnsList, priority, dns)) {
+        SetError(kBadParameter);
+        return true;
+    }
+    return false;
+}
+
 bool CommonDnsHandler::FirstDNSServer(const std::string& dnsList, int priority, std::string* dns) {
     const std::vector<std::string> servers = SplitString(dnsList, ',', nullptr);
     if (servers.empty() || !IsIP(servers)) {
@@ -78,15 +92,8 @@ void CommonDnsHandler::TestDNSValid() {
         SetError(kBadParameter);
         return;
     }
-    if (IsIP(serverAddress)) {
-        SetSuccess(Json::Value());
-        return;
-    }
     std::string dns;
-    if (!FirstDNSServer(dnsList, LOG_DEBUG, &dns)) {
-        SetError(kBadParameter);
-        return;
-    }
+    if (AnsweredForAddress(serverAddress, dnsList, LOG_DEBUG, &dns)) return;
     m_data["info"]["dns"] = dns;
     m_data["info"]["domain_name"] = serverAddress;
     const int probe = PortChecker(dns, kDNSPort).Scan();
@@ -114,15 +121,8 @@ void CommonDnsHandler::TestDNSRecord() {
         SetError(kBadParameter);
         return;
     }
-    if (IsIP(serverAddress)) {
-        SetSuccess(Json::Value());
-        return;
-    }
     std::string dns;
-    if (!FirstDNSServer(dnsList, LOG_ERR, &dns)) {
-        SetError(kBadParameter);
-        return;
-    }
+    if (AnsweredForAddress(serverAddress, dnsList, LOG_ERR, &dns)) return;
     if (!IsRecordTypeValid(recordType)) {
         DS_LOG(LOG_ERR, "%s:%d Wrong record type");
         SetError(kBadParameter);

@@ -55,12 +55,7 @@ Json::Value DefaultRules() {
 
 // A request for server: bound with the full bind DN unless bindName is given.
 Json::Value Params(const Slapd& server, const std::string& type = "user") {
-    Json::Value params;
-    params["server_address"] = server.Address();
-    params["base_dn"] = server.Get("SUFFIX");
-    params["encryption"] = "no";
-    params["bind_dn"] = server.Get("BIND_DN");
-    params["bind_pw"] = server.Get("BIND_PW");
+    Json::Value params = server.BindRequest();
     params["profile_rules"] = DefaultRules();
     params["type"] = type;
     params["forced_get_data"] = true;

@@ -68,6 +68,16 @@ std::string Slapd::LDAPSAddress() const {
     return Get("HOST") + ":" + Get("LDAPS_PORT");
 }
 
+Json::Value Slapd::BindRequest() const {
+    Json::Value params;
+    params["server_address"] = Address();
+    params["base_dn"] = Get("SUFFIX");
+    params["encryption"] = "no";
+    params["bind_dn"] = Get("BIND_DN");
+    params["bind_pw"] = Get("BIND_PW");
+    return params;
+}
+
 bool Slapd::MakeCertificates(const std::string& dir) {
     return Sandbox::Run({"/bin/bash", kScript, "certs", dir}) == 0;
 }

@@ -2,6 +2,8 @@
 // test's sandbox.
 #pragma once
 
+#include <json/value.h>
+
 #include <string>
 #include <vector>
 
@@ -25,6 +27,8 @@ class Slapd {
     // "HOST:PORT" of the plain and of the LDAPS listener.
     std::string Address() const;
     std::string LDAPSAddress() const;
+    // The parameters of a plain LDAP request bound as the directory's bind user.
+    Json::Value BindRequest() const;
 
     // Makes a CA with server and client certificates in dir (shared by several instances with
     // the option "--certs" dir).
