@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <boost/algorithm/string/case_conv.hpp>
 #include <fstream>
+#include <locale>
 
 #include "dns_resolver.hpp"
 #include "log.hpp"
@@ -22,13 +24,6 @@ const int kPasswordServerSize = 8192;
 const int kWorkgroupSize = 128;
 const int kWorkgroupFileValueSize = 32;
 const int kKdcIPSize = 8196;
-
-std::string ToUpper(std::string text) {
-    for (char& c : text) {
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    }
-    return text;
-}
 
 // The address of a "net lookup" line: the text before a port separator.
 void AddLookupLine(std::string line, std::vector<std::string>& addresses) {
@@ -234,7 +229,7 @@ const std::string& DomainCore::GetFQDN() {
         auto realm = settings.find("realm");
         if (realm != settings.end()) name = realm->second;
     }
-    m_fqdn = ToUpper(name);
+    m_fqdn = boost::algorithm::to_upper_copy(name, std::locale::classic());
     return m_fqdn;
 }
 
@@ -244,14 +239,15 @@ const std::string& DomainCore::GetUPN() {
     if (user.empty()) return m_upn;
     size_t at = user.find('@');
     if (at != std::string::npos) {
-        m_upn = user.substr(0, at + 1) + ToUpper(user.substr(at + 1));
+        m_upn = user.substr(0, at + 1) +
+                boost::algorithm::to_upper_copy(user.substr(at + 1), std::locale::classic());
         return m_upn;
     }
     const std::string& domain = GetFQDN();
     if (domain.empty()) return m_upn;
     size_t backslash = user.find('\\');
     if (backslash != std::string::npos) user = user.substr(backslash + 1);
-    m_upn = user + "@" + ToUpper(domain);
+    m_upn = user + "@" + domain;
     return m_upn;
 }
 
