@@ -137,7 +137,11 @@ class SystemLog {
     std::vector<std::string> messages_;
 };
 
-SystemLog gSystemLog;
+// Never destroyed: its receiving thread runs until the process ends, past static destructors.
+SystemLog& TheSystemLog() {
+    static SystemLog* log = new SystemLog;
+    return *log;
+}
 
 void LayOutView(const std::vector<std::string>& keep) {
     Check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "private /");
@@ -198,7 +202,7 @@ void Sandbox::Enter(const std::vector<std::string>& keep) {
     LayOutView(keep);
     pid_t test = ForkOrFail();
     if (test > 0) ExitWith(ReapUntil(test));
-    gSystemLog.Listen();
+    TheSystemLog().Listen();
 }
 
 void Sandbox::WriteFile(const std::string& path, const std::string& content, mode_t mode) {
@@ -261,7 +265,7 @@ void Sandbox::Stop(pid_t pid) {
 }
 
 std::vector<std::string> Sandbox::TakeLog() {
-    return gSystemLog.Take();
+    return TheSystemLog().Take();
 }
 
 bool Sandbox::Logged(const std::string& text) {
