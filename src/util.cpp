@@ -282,7 +282,9 @@ int ReadFileUTF16ToUTF8(std::string path, std::vector<std::string>& lines) {
         size_t end = std::min(text.find(U'\n', start), text.size() - 1) + 1;
         end = std::min(end, start + kLineBufferSize - 1);
         size_t first = text[start] == kByteOrderMark ? start + 1 : start;
-        std::string line = boost::locale::conv::utf_to_utf<char>(text.substr(first, end - first));
+        std::u32string piece = text.substr(first, end - first);
+        piece.resize(std::min(piece.find(U'\0'), piece.size()));  // a line ends at its NUL
+        std::string line = boost::locale::conv::utf_to_utf<char>(piece);
         StripWhitespaces(line);
         lines.push_back(std::move(line));
         start = end;

@@ -100,6 +100,7 @@ TEST(StringTable, SetReplaceRemove) {
 TEST(Unicode, CaseInsensitiveEquality) {
     EXPECT_EQ(QLIBCUnicodeUTF8StrCaseCmp("HOST/Server.Example.TEST", "host/server.example.test"),
               0);
+    EXPECT_EQ(QLIBCUnicodeUTF8StrCaseCmp("\u00C5SA\u00C9", "\u00E5sa\u00E9"), 0);
     EXPECT_NE(QLIBCUnicodeUTF8StrCaseCmp("cifs/a", "host/a"), 0);
 }
 

@@ -3,119 +3,97 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <set>
 #include <string>
-#include <tuple>
+#include <vector>
 
 namespace {
 
-std::vector<const QARN::WebAPIEntry*> Rows() {
-    std::vector<const QARN::WebAPIEntry*> rows;
-    for (const QARN::WebAPIEntry* row = GetAPITable(); row->api != nullptr; ++row) {
-        rows.push_back(row);
-    }
-    return rows;
-}
-
-TEST(APITable, SameAddressOnEveryCall) {
-    EXPECT_EQ(GetAPITable(), GetAPITable());
-}
-
-TEST(APITable, RowsAreCompleteAndUnique) {
-    std::set<std::tuple<std::string, int64_t, std::string>> seen;
-    for (const QARN::WebAPIEntry* row : Rows()) {
-        ASSERT_NE(row->method, nullptr);
-        ASSERT_NE(row->entry, nullptr);
-        EXPECT_EQ(std::string(row->api).rfind("QARN.Core.DirectoryServiceCheck.", 0), 0u);
-        EXPECT_TRUE(row->version == 1 || row->version == 2);
-        EXPECT_TRUE(seen.emplace(row->api, row->version, row->method).second) << row->method;
-    }
-}
-
-TEST(APITable, ClosedByAnAllZeroRow) {
-    std::vector<const QARN::WebAPIEntry*> rows = Rows();
-    const QARN::WebAPIEntry& last = GetAPITable()[rows.size()];
-    EXPECT_EQ(last.version, 0);
-    EXPECT_EQ(last.method, nullptr);
-    EXPECT_EQ(last.entry, nullptr);
-}
-
-// Family, version and method of every row of the complete table, in its order.
-const std::vector<std::tuple<std::string, int64_t, std::string>> kFullTable = {
-    {"Common", 1, "get_stages"},
-    {"Common", 1, "get_last_test"},
-    {"Common", 1, "set_last_test"},
-    {"Common", 1, "test_dns_valid"},
-    {"Common", 1, "test_dns_record"},
-    {"Common", 1, "test_srv_target"},
-    {"Common", 1, "test_srv_target_post"},
-    {"Common", 1, "set_dns"},
-    {"Common", 1, "test_mtu"},
-    {"Common", 2, "test_mtu"},
-    {"Common", 1, "test_port"},
-    {"Common", 1, "test_port_by_domain"},
-    {"Common", 1, "test_nas_ip_conflict"},
-    {"Common", 1, "test_ip_conflict"},
-    {"Common", 2, "test_ip_conflict"},
-    {"Common", 1, "test_hostname_conflict"},
-    {"Progress", 1, "start_progress"},
-    {"Progress", 1, "update_progress"},
-    {"Progress", 1, "end_progress"},
-    {"Domain", 1, "check_server_address"},
-    {"Domain", 1, "prepare_test_ip"},
-    {"DomainJoin", 1, "join_domain"},
-    {"DomainJoin", 1, "set_join_env"},
-    {"DomainJoin", 1, "init_pre_join"},
-    {"DomainService", 1, "init_pre_service"},
-    {"DomainService", 1, "sync_dc_time"},
-    {"DomainService", 1, "test_kinit"},
-    {"DomainJoin", 1, "gen_join_conf"},
-    {"DomainJoin", 1, "record_smb_gpo"},
-    {"DomainService", 1, "check_rodc"},
-    {"DomainService", 1, "test_smb_auth"},
-    {"DomainService", 1, "test_smb_auth_local"},
-    {"DomainService", 1, "test_ldap_auth"},
-    {"LDAP", 1, "check_server_address"},
-    {"LDAP", 1, "check_auth_info"},
-    {"LDAP", 1, "check_profile"},
-    {"LDAP", 1, "check_user_name_empty"},
-    {"LDAP", 1, "check_user_name_dup"},
-    {"LDAP", 1, "check_user_id_empty"},
-    {"LDAP", 1, "check_user_id_type"},
-    {"LDAP", 1, "check_user_id_dup"},
-    {"LDAP", 1, "check_group_name_empty"},
-    {"LDAP", 1, "check_group_name_dup"},
-    {"LDAP", 1, "check_group_id_empty"},
-    {"LDAP", 1, "check_group_id_type"},
-    {"LDAP", 1, "check_group_id_dup"},
-    {"LDAP", 1, "check_samba_schema"},
-    {"LDAP", 1, "check_samba_ntpwd"},
-    {"DomainValidation", 1, "check_essential_spn"},
-    {"DomainValidation", 1, "check_duplicate_spn"},
-    {"DomainService", 1, "check_computer_account"},
-    {"DomainValidation", 1, "check_machine_conflict"},
-    {"DomainValidation", 1, "check_machine_password"},
-    {"DomainValidation", 1, "check_time_sync"},
-    {"DomainValidation", 1, "check_winbind_alive"},
-    {"DomainValidation", 1, "check_smb_conf"},
-    {"DomainValidation", 1, "check_dc_connection"},
-    {"DomainValidation", 1, "check_nss"},
-    {"Debug", 1, "generate_issue"},
+struct FullRow {
+    std::string family;
+    int64_t version;
+    std::string method;
+    QARN::APIEntryFunction entry;  // null: its handler is not built yet
 };
 
-TEST(APITable, RowsFollowTheOrderOfTheCompleteTable) {
+// Family, version, method and entry of every row of the complete table, in its order.
+const std::vector<FullRow> kFullTable = {
+    {"Common", 1, "get_stages", GetStages_v1},
+    {"Common", 1, "get_last_test", GetLastTest_v1},
+    {"Common", 1, "set_last_test", SetLastTest_v1},
+    {"Common", 1, "test_dns_valid", TestDNSValid_v1},
+    {"Common", 1, "test_dns_record", TestDNSRecord_v1},
+    {"Common", 1, "test_srv_target", TestSRVTarget_v1},
+    {"Common", 1, "test_srv_target_post", TestSRVTargetPost_v1},
+    {"Common", 1, "set_dns", SetDNS_v1},
+    {"Common", 1, "test_mtu", TestMTU_v1},
+    {"Common", 2, "test_mtu", TestMTU_v2},
+    {"Common", 1, "test_port", TestPort_v1},
+    {"Common", 1, "test_port_by_domain", TestPortByDomain_v1},
+    {"Common", 1, "test_nas_ip_conflict", TestNasIPConflict_v1},
+    {"Common", 1, "test_ip_conflict", TestIPConflict_v1},
+    {"Common", 2, "test_ip_conflict", TestIPConflict_v2},
+    {"Common", 1, "test_hostname_conflict", TestHostnameConflict_v1},
+    {"Progress", 1, "start_progress", StartProgress_v1},
+    {"Progress", 1, "update_progress", UpdateProgress_v1},
+    {"Progress", 1, "end_progress", EndProgress_v1},
+    {"Domain", 1, "check_server_address", CheckServerAddress_v1},
+    {"Domain", 1, "prepare_test_ip", PrepareTestIP_v1},
+    {"DomainJoin", 1, "join_domain", nullptr},
+    {"DomainJoin", 1, "set_join_env", nullptr},
+    {"DomainJoin", 1, "init_pre_join", nullptr},
+    {"DomainService", 1, "init_pre_service", nullptr},
+    {"DomainService", 1, "sync_dc_time", nullptr},
+    {"DomainService", 1, "test_kinit", nullptr},
+    {"DomainJoin", 1, "gen_join_conf", nullptr},
+    {"DomainJoin", 1, "record_smb_gpo", nullptr},
+    {"DomainService", 1, "check_rodc", nullptr},
+    {"DomainService", 1, "test_smb_auth", nullptr},
+    {"DomainService", 1, "test_smb_auth_local", nullptr},
+    {"DomainService", 1, "test_ldap_auth", nullptr},
+    {"LDAP", 1, "check_server_address", CheckLDAPServerAddress_v1},
+    {"LDAP", 1, "check_auth_info", CheckLDAPAuthInfo_v1},
+    {"LDAP", 1, "check_profile", CheckLDAPProfile_v1},
+    {"LDAP", 1, "check_user_name_empty", CheckLDAPUserNameEmpty_v1},
+    {"LDAP", 1, "check_user_name_dup", CheckLDAPUserNameDup_v1},
+    {"LDAP", 1, "check_user_id_empty", CheckLDAPUserIdEmpty_v1},
+    {"LDAP", 1, "check_user_id_type", CheckLDAPUserIdType_v1},
+    {"LDAP", 1, "check_user_id_dup", CheckLDAPUserIdDup_v1},
+    {"LDAP", 1, "check_group_name_empty", CheckLDAPGroupNameEmpty_v1},
+    {"LDAP", 1, "check_group_name_dup", CheckLDAPGroupNameDup_v1},
+    {"LDAP", 1, "check_group_id_empty", CheckLDAPGroupIdEmpty_v1},
+    {"LDAP", 1, "check_group_id_type", CheckLDAPGroupIdType_v1},
+    {"LDAP", 1, "check_group_id_dup", CheckLDAPGroupIdDup_v1},
+    {"LDAP", 1, "check_samba_schema", CheckLDAPSambaSchema_v1},
+    {"LDAP", 1, "check_samba_ntpwd", CheckLDAPSambaNTPwd_v1},
+    {"DomainValidation", 1, "check_essential_spn", nullptr},
+    {"DomainValidation", 1, "check_duplicate_spn", nullptr},
+    {"DomainService", 1, "check_computer_account", nullptr},
+    {"DomainValidation", 1, "check_machine_conflict", nullptr},
+    {"DomainValidation", 1, "check_machine_password", nullptr},
+    {"DomainValidation", 1, "check_time_sync", nullptr},
+    {"DomainValidation", 1, "check_winbind_alive", nullptr},
+    {"DomainValidation", 1, "check_smb_conf", nullptr},
+    {"DomainValidation", 1, "check_dc_connection", nullptr},
+    {"DomainValidation", 1, "check_nss", nullptr},
+    {"Debug", 1, "generate_issue", GenerateIssue_v1},
+};
+
+TEST(APITable, RowsFollowTheCompleteTableAndEndWithAZeroRow) {
     ASSERT_EQ(kFullTable.size(), 59u);
-    size_t next = 0;
-    for (const QARN::WebAPIEntry* row : Rows()) {
+    ASSERT_EQ(GetAPITable(), GetAPITable());
+    const QARN::WebAPIEntry* row = GetAPITable();
+    for (auto next = kFullTable.begin(); row->api != nullptr; ++row, ++next) {
         const std::string api = row->api;
-        const auto matches = [&](const auto& full) {
-            return "QARN.Core.DirectoryServiceCheck." + std::get<0>(full) == api &&
-                   std::get<1>(full) == row->version && std::get<2>(full) == row->method;
-        };
-        auto found = std::find_if(kFullTable.begin() + next, kFullTable.end(), matches);
-        ASSERT_NE(found, kFullTable.end()) << api << " " << row->method << " out of order";
-        next = static_cast<size_t>(found - kFullTable.begin()) + 1;
+        next = std::find_if(next, kFullTable.end(), [&](const FullRow& full) {
+            return "QARN.Core.DirectoryServiceCheck." + full.family == api &&
+                   full.version == row->version && full.method == row->method;
+        });
+        ASSERT_NE(next, kFullTable.end()) << api << " " << row->method << " out of order";
+        EXPECT_EQ(row->entry, next->entry) << row->method;
     }
+    EXPECT_EQ(row->version, 0);
+    EXPECT_EQ(row->method, nullptr);
+    EXPECT_EQ(row->entry, nullptr);
 }
 
 }  // namespace

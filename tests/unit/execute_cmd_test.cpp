@@ -48,22 +48,6 @@ TEST(ExecuteCmd, PositiveLimitRunsUnderTimeout) {
     EXPECT_EQ(Sandbox::ReadFile(kRuns), "/usr/bin/timeout 5 " + kTool + " x\n");
 }
 
-TEST(ExecuteCmd, TimeLimitIsRetriedThenReported) {
-    WriteTool("sleep 5");
-    int status = 0;
-    EXPECT_FALSE(ExecuteCmd({kTool}, nullptr, &status, 3, 1));
-    EXPECT_EQ(status, 124);
-    EXPECT_EQ(RunCount(), 3);
-}
-
-TEST(ExecuteCmd, FailureIsNotRetried) {
-    WriteTool("exit 1");
-    int status = 0;
-    EXPECT_FALSE(ExecuteCmd({kTool}, nullptr, &status, 3, 5));
-    EXPECT_EQ(status, 1);
-    EXPECT_EQ(RunCount(), 1);
-}
-
 TEST(ExecuteCmd, CallbackStopsTheReading) {
     WriteTool("yes line");
     int seen = 0;
@@ -89,21 +73,42 @@ TEST(ExecuteCmd, LongLinesArriveInPieces) {
     EXPECT_EQ(lines[1].back(), '\n');
 }
 
-TEST(ExecuteCmd, MissingProgramCountsAsTimeLimit) {
-    int status = 0;
-    EXPECT_FALSE(ExecuteCmd({"/usr/local/bin/none"}, nullptr, &status, 2, 0));
-    EXPECT_EQ(status, 124);
-}
-
 TEST(ExecuteCmd, BadArgumentsLeaveTheStatus) {
     int status = 42;
     EXPECT_FALSE(ExecuteCmd({}, nullptr, &status, 1, 0));
     EXPECT_EQ(status, 42);
     EXPECT_EQ(QLIBCErrGet(), 0xd00);
     EXPECT_TRUE(Sandbox::Logged("Invaild Argument (!vstrArgs.empty())=[0]"));
-    EXPECT_FALSE(ExecuteCmd({"/bin/true"}, nullptr, &status, 0, 0));
-    EXPECT_EQ(status, 124);
 }
+
+struct RunCase {
+    const char* name;
+    const char* body;  // null: the program does not exist
+    int attempts;
+    int limit;
+    int status;
+    int runs;
+};
+
+class RetryTest : public testing::TestWithParam<RunCase> {};
+
+TEST_P(RetryTest, RetriesOnlyTheTimeLimit) {
+    const RunCase& c = GetParam();
+    if (c.body != nullptr) WriteTool(c.body);
+    int status = -7;
+    EXPECT_EQ(ExecuteCmd({kTool}, nullptr, &status, c.attempts, c.limit), c.status == 0);
+    EXPECT_EQ(status, c.status);
+    EXPECT_EQ(RunCount(), c.runs);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, RetryTest,
+    testing::Values(RunCase{"TimeLimitRetried", "sleep 5", 3, 1, 124, 3},
+                    RunCase{"FailureNotRetried", "exit 1", 3, 5, 1, 1},
+                    RunCase{"SuccessNotRetried", "exit 0", 3, 5, 0, 1},
+                    RunCase{"MissingProgramCountsAsTimeLimit", nullptr, 2, 0, 124, 0},
+                    RunCase{"NoAttempts", "exit 0", 0, 0, 124, 0}),
+    [](const testing::TestParamInfo<RunCase>& info) { return info.param.name; });
 
 TEST(ExecuteCmdLines, CollectsLinesOfTheLastRun) {
     // Fails on the first run, succeeds on the second.

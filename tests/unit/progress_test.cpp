@@ -41,22 +41,6 @@ TEST(StartProgress, CreatesTheRun) {
     EXPECT_EQ(record["client_ip"], "192.0.2.9");
 }
 
-TEST(StartProgress, RefusedOnAJoinedOrBoundServer) {
-    Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n\tsecurity = ADS\n");
-    ExpectError(CallEntry(StartProgress_v1, ParseJson(R"({"server_type": "ldap"})")), 1110,
-                Json::Value());
-    Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n\tsecurity = user\n");
-    Sandbox::WriteFile("/etc/nsswitch.conf", "passwd: files ldap\ngroup: files\n");
-    ExpectError(CallEntry(StartProgress_v1, ParseJson(R"({"server_type": "ldap"})")), 1110,
-                Json::Value());
-    EXPECT_FALSE(Sandbox::Exists(kProgressFile));
-}
-
-TEST(StartProgress, NeedsServerType) {
-    Sandbox::WriteFile("/etc/nsswitch.conf", "passwd: files winbind # ldap\n");
-    ExpectError(CallEntry(StartProgress_v1), 501, Json::Value());
-}
-
 TEST(StartProgress, SameRunKeepsItsStartAndCategory) {
     WriteProgress(R"({"init_time": 100, "category": "dns", "last_update": 150, "extra": 1})");
     QARN::APIResponse response = CallEntry(
@@ -76,14 +60,54 @@ TEST(StartProgress, UnwritableFileStillSucceeds) {
     EXPECT_TRUE(response.GetData()["init_time"].isInt());
 }
 
-TEST(StartProgress, AbandonedRunOfAnotherIdentity) {
-    const std::string file = R"({"init_time": 100, "runner": "carol"})";
-    WriteProgress(file);
-    ExpectError(CallEntry(StartProgress_v1, ParseJson(R"({"server_type": "domain"})")), 1112,
-                ParseJson(file));
-    ExpectError(CallEntry(UpdateProgress_v1, ParseJson(R"({"init_time": 99})")), 1112,
-                ParseJson(file));
+struct RefusalCase {
+    const char* name;
+    const char* setting;  // a system file and its content, or null
+    const char* content;
+    const char* progress;  // progress file, null: none
+    QARN::APIEntryFunction entry;
+    const char* params;
+    int code;
+    bool withRecord;  // details are the progress record, else null
+};
+
+class RefusalTest : public testing::TestWithParam<RefusalCase> {};
+
+TEST_P(RefusalTest, AnswersTheCodeAndLeavesTheFile) {
+    const RefusalCase& c = GetParam();
+    if (c.setting != nullptr) Sandbox::WriteFile(c.setting, c.content);
+    if (c.progress != nullptr) WriteProgress(c.progress);
+    ExpectError(CallEntry(c.entry, ParseJson(c.params)), c.code,
+                c.withRecord ? ParseJson(c.progress) : Json::Value());
+    if (c.progress == nullptr) {
+        EXPECT_FALSE(Sandbox::Exists(kProgressFile));
+    } else {
+        EXPECT_EQ(Sandbox::ReadFile(kProgressFile), c.progress);
+    }
 }
+
+const char kOtherRun[] = R"({"init_time": 100, "runner": "carol"})";
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, RefusalTest,
+    testing::Values(
+        RefusalCase{"JoinedServer", "/etc/samba/smb.conf", "[global]\n\tsecurity = ADS\n", nullptr,
+                    StartProgress_v1, R"({"server_type": "ldap"})", 1110, false},
+        RefusalCase{"BoundServer", "/etc/nsswitch.conf", "passwd: files ldap\n", nullptr,
+                    StartProgress_v1, R"({"server_type": "ldap"})", 1110, false},
+        RefusalCase{"NoServerType", "/etc/nsswitch.conf", "passwd: files winbind # ldap\n", nullptr,
+                    StartProgress_v1, "{}", 501, false},
+        RefusalCase{"StartBesideAbandonedRun", nullptr, nullptr, kOtherRun, StartProgress_v1,
+                    R"({"server_type": "domain"})", 1112, true},
+        RefusalCase{"UpdateOfAbandonedRun", nullptr, nullptr, kOtherRun, UpdateProgress_v1,
+                    R"({"init_time": 99})", 1112, true},
+        RefusalCase{"UpdateWithoutFile", nullptr, nullptr, nullptr, UpdateProgress_v1, "{}", 1113,
+                    false},
+        RefusalCase{"UpdateOfBrokenFile", nullptr, nullptr, "not json", UpdateProgress_v1, "{}",
+                    1113, false},
+        RefusalCase{"UpdateOfNonObject", nullptr, nullptr, "[100]", UpdateProgress_v1, "{}", 1113,
+                    false}),
+    [](const testing::TestParamInfo<RefusalCase>& info) { return info.param.name; });
 
 TEST(Progress, AnotherModuleProcessMakesTheRunActive) {
     const std::string file = R"({"init_time": 100})";
@@ -117,19 +141,6 @@ TEST(UpdateProgress, RecordsCategoryAndTime) {
     EXPECT_EQ(record["runner"], "alice");
 }
 
-TEST(UpdateProgress, WithoutAReadableFile) {
-    ExpectError(CallEntry(UpdateProgress_v1), 1113, Json::Value());
-    WriteProgress("not json");
-    ExpectError(CallEntry(UpdateProgress_v1), 1113, Json::Value());
-    WriteProgress("[100]");
-    ExpectError(CallEntry(UpdateProgress_v1), 1113, Json::Value());
-}
-
-TEST(UpdateProgress, FileWithoutIdentityMatchesRequestWithout) {
-    WriteProgress(R"({"server_type": "ldap"})");
-    EXPECT_TRUE(CallEntry(UpdateProgress_v1).IsSuccess());
-}
-
 struct EndCase {
     const char* name;
     const char* file;  // null: no progress file
@@ -150,12 +161,13 @@ TEST_P(EndProgressTest, AlwaysAnswersEnd) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, EndProgressTest,
-    testing::Values(EndCase{"OwnRun", R"({"init_time": 100})", R"({"init_time": 100})", true},
-                    EndCase{"ForeignRunStays", R"({"init_time": 100})", R"({"init_time": 1})",
-                            false},
-                    EndCase{"ForeignRunForced", R"({"init_time": 100})",
-                            R"({"init_time": 1, "force_remove": true})", true},
-                    EndCase{"NoFile", nullptr, "{}", false}),
+    testing::Values(
+        EndCase{"OwnRun", R"({"init_time": 100})", R"({"init_time": 100})", true},
+        EndCase{"ForeignRunStays", R"({"init_time": 100})", R"({"init_time": 1})", false},
+        EndCase{"ForeignRunForced", R"({"init_time": 100})",
+                R"({"init_time": 1, "force_remove": true})", true},
+        EndCase{"FileWithoutIdentityIsOwnRun", R"({"server_type": "ldap"})", "{}", true},
+        EndCase{"NoFile", nullptr, "{}", false}),
     [](const testing::TestParamInfo<EndCase>& info) { return info.param.name; });
 
 }  // namespace
