@@ -4,6 +4,7 @@
 #include <json/writer.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -324,8 +325,12 @@ bool JsonToFile(const Json::Value& value, const std::string& path) {
     std::string temporary = path + ".XXXXXX";
     int fd = mkstemp(temporary.data());
     if (fd < 0) return false;
+    // A new file gets the usual 0644; a replaced one keeps its mode.
+    struct stat old;
+    const mode_t mode = stat(path.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644;
     std::string text = value.toStyledString();
-    bool written = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    bool written = fchmod(fd, mode) == 0 &&
+                   write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
     written = (fsync(fd) == 0) && written;
     written = (close(fd) == 0) && written;
     if (written && rename(temporary.c_str(), path.c_str()) == 0) return true;

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "call.hpp"
 #include "sandbox.hpp"
@@ -118,6 +119,9 @@ TEST(JsonFiles, RoundTripAndFailures) {
     Json::Value read;
     ASSERT_TRUE(JsonFromFile("/tmp/value.json", read));
     EXPECT_EQ(read, value);
+    struct stat written;
+    ASSERT_EQ(0, stat("/tmp/value.json", &written));
+    EXPECT_EQ(0644u, written.st_mode & 07777);
     EXPECT_FALSE(JsonToFile(value, "/tmp/no/such/dir/value.json"));
     EXPECT_FALSE(JsonFromFile("/tmp/none.json", read));
     Sandbox::WriteFile("/tmp/broken.json", "{\"a\": ");
