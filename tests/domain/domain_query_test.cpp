@@ -7,10 +7,13 @@ namespace {
 
 using Strings = std::vector<std::string>;
 const std::string kTool = "/usr/local/bin/tool";
+const MessageEntry* const kNT = kNTStatusMessageTable;
+const MessageEntry kTakenTable[] = {{"cn: taken", kComputerNameTaken}, {"", kJoinFailed}};
 
 struct CommandCase {
     const char* name;
     const char* body;
+    const MessageEntry* table;
     const char* keyword;
     bool succeeded;
     ErrorCode err;
@@ -23,26 +26,29 @@ TEST_P(RunCommandCoreTest, OutputMapsToACode) {
     Sandbox::WriteScript(kTool, c.body);
     DomainFixture fixture;
     ErrorCode err = kAccessDenied;
-    EXPECT_EQ(fixture.probe.RunCommandCore({kTool}, err, kNTStatusMessageTable, 1, c.keyword),
-              c.succeeded);
+    EXPECT_EQ(fixture.probe.RunCommandCore({kTool}, err, c.table, 1, c.keyword), c.succeeded);
     EXPECT_EQ(err, c.err);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, RunCommandCoreTest,
     testing::Values(
-        CommandCase{"MessageOnSuccess", "echo NT_STATUS_PASSWORD_EXPIRED", "", true,
+        CommandCase{"MessageOnSuccess", "echo NT_STATUS_PASSWORD_EXPIRED", kNT, "", true,
                     kPasswordExpired},
-        CommandCase{"CleanSuccess", "echo fine", "", true, kNoError},
+        CommandCase{"CleanSuccess", "echo fine", kNT, "", true, kNoError},
         CommandCase{"LaterLineWins",
-                    "echo NT_STATUS_LOGON_FAILURE; echo NT_STATUS_IO_TIMEOUT >&2; exit 1", "",
+                    "echo NT_STATUS_LOGON_FAILURE; echo NT_STATUS_IO_TIMEOUT >&2; exit 1", kNT, "",
                     false, kNoDCReachable},
-        CommandCase{"UnknownFailure", "echo what; exit 3", "", false, kUnknownDomainError},
-        CommandCase{"TimeLimitOverridesAMessage", "echo NT_STATUS_LOGON_FAILURE; sleep 5", "",
+        CommandCase{"UnknownFailure", "echo what; exit 3", kNT, "", false, kUnknownDomainError},
+        CommandCase{"TimeLimitOverridesAMessage", "echo NT_STATUS_LOGON_FAILURE; sleep 5", kNT, "",
                     false, kCommandTimedOut},
         CommandCase{"KeywordFiltersLines",
-                    "echo NT_STATUS_ACCESS_DENIED; echo 'session: NT_STATUS_LOGON_FAILURE'",
-                    "session", true, kAuthFailed}),
+                    "echo NT_STATUS_ACCESS_DENIED; echo 'session: NT_STATUS_LOGON_FAILURE'", kNT,
+                    "session", true, kAuthFailed},
+        CommandCase{"ClosingRowWithAKeyword", "echo 'cn: strange'", kTakenTable, "cn:", true,
+                    kJoinFailed},
+        CommandCase{"ClosingRowIgnoredWithoutAKeyword", "echo 'cn: strange'", kTakenTable, "", true,
+                    kNoError}),
     [](const testing::TestParamInfo<CommandCase>& info) { return info.param.name; });
 
 TEST(RunCommandCore, OutputFileAndDebugMessages) {
@@ -55,19 +61,6 @@ TEST(RunCommandCore, OutputFileAndDebugMessages) {
     EXPECT_EQ(Sandbox::ReadFile("/tmp/out"), "before\none\ntwo\n");
     EXPECT_TRUE(Sandbox::Logged("two"));
 }
-
-TEST(RunCommandCore, ClosingRowAppliesWithAKeyword) {
-    const MessageEntry table[] = {{"known", kAccountLocked}, {"", kNoMessageMatched}};
-    Sandbox::WriteScript(kTool, "echo 'winbind: strange'");
-    DomainFixture fixture;
-    ErrorCode err = kNoError;
-    EXPECT_TRUE(fixture.probe.RunCommandCore({kTool}, err, table, 5, "winbind"));
-    EXPECT_EQ(err, kNoMessageMatched);
-    EXPECT_TRUE(fixture.probe.RunCommandCore({kTool}, err, table, 5, ""));
-    EXPECT_EQ(err, kNoError);
-}
-
-const MessageEntry kTakenTable[] = {{"cn: taken", kComputerNameTaken}, {"", kJoinFailed}};
 
 struct SearchCase {
     const char* name;
@@ -99,8 +92,6 @@ TEST_P(RunNetSearchKeyTest, RepliesAndValues) {
     EXPECT_EQ(err, c.err);
     ExpectLogged(c.logged);
 }
-
-const MessageEntry* const kNT = kNTStatusMessageTable;
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, RunNetSearchKeyTest,
