@@ -397,6 +397,6 @@ void DomainCore::PrepareTestIP() {
         return;
     }
     m_data["info"]["unresolved_fqdn"] = unresolved;
-    m_data["info"]["isPlural"] = unresolved.size() >= 2;
+    if (unresolved.size() >= 2) m_data["info"]["isPlural"] = true;
     SetError(kError, kTestAddressNotResolved);
 }

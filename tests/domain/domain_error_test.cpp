@@ -5,24 +5,18 @@
 
 namespace {
 
-enum class Membership { kNotJoined, kJoined, kDirectoryServer };
-
-void SetMembership(Membership membership) {
-    if (membership == Membership::kJoined) SetSecurity("ads");
-    if (membership == Membership::kNotJoined) SetSecurity("user");
-    if (membership == Membership::kDirectoryServer) MakeDirectoryServer();
-}
-
 struct Failure {
     ErrorCode code;
     const char* host;
 };
+using Failures = std::vector<Failure>;
+using Hosts = std::vector<std::string>;
 
 struct CollectorCase {
     const char* name;
-    Membership membership;
-    std::vector<std::string> addresses;
-    std::vector<Failure> failures;
+    const char* smbConf;  // [global] lines
+    Hosts addresses;
+    Failures failures;
     ErrorCode proper;
     bool allFailed;
 };
@@ -31,7 +25,7 @@ class DomainErrorTest : public testing::TestWithParam<CollectorCase> {};
 
 TEST_P(DomainErrorTest, ReducesToTheReportedCode) {
     const CollectorCase& c = GetParam();
-    SetMembership(c.membership);
+    Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + c.smbConf);
     DomainFixture fixture;
     for (const std::string& address : c.addresses) fixture.probe.AddTestAddress(address);
     for (const Failure& failure : c.failures) {
@@ -41,68 +35,45 @@ TEST_P(DomainErrorTest, ReducesToTheReportedCode) {
     EXPECT_EQ(fixture.probe.m_domainError.IsAllHostFailed(), c.allFailed);
 }
 
-const std::vector<std::string> kAB = {"A", "B"};
-const std::vector<std::string> kABC = {"A", "B", "C"};
-const std::vector<Failure> kLogonAndTimeout = {
+const Hosts kA = {"A"};
+const Hosts kAB = {"A", "B"};
+const Hosts kABC = {"A", "B", "C"};
+const Failures kLogonAndTimeout = {
     {kNoDCReachable, "A"}, {kNoDCReachable, "B"}, {kAuthFailed, "A"}};
+const Failures kDeniedA = {{kAccessDenied, "A"}};
+const char kJoined[] = "security = ads\n";
+const char kNotJoined[] = "security = user\n";
+const char kDirectoryServer[] = "server role = active directory domain controller\n";
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, DomainErrorTest,
     testing::Values(
-        CollectorCase{"NothingRecorded", Membership::kJoined, kAB, {}, kNoError, false},
-        CollectorCase{
-            "EmptyHostIgnored", Membership::kJoined, kAB, {{kNoDCReachable, ""}}, kNoError, false},
-        CollectorCase{"PriorityAllFailedJoined", Membership::kJoined, kAB, kLogonAndTimeout,
-                      kAuthFailedAllDCsJoined, true},
-        CollectorCase{"PriorityAllFailedNotJoined", Membership::kNotJoined, kAB, kLogonAndTimeout,
-                      kAuthFailed, true},
-        CollectorCase{"PriorityAllFailedDirectoryServer", Membership::kDirectoryServer, kAB,
-                      kLogonAndTimeout, kAuthFailedAllDCsADServer, true},
-        CollectorCase{"SomeFailedJoined", Membership::kJoined, kABC, kLogonAndTimeout,
-                      kAuthFailedSomeDCsJoined, false},
-        CollectorCase{"SomeFailedNotJoined", Membership::kNotJoined, kABC, kLogonAndTimeout,
-                      kAuthFailedSomeDCs, false},
-        CollectorCase{"AccessDeniedDirectoryServer",
-                      Membership::kDirectoryServer,
-                      {"A"},
-                      {{kAccessDenied, "A"}},
-                      kAccessDeniedAllDCsADServer,
-                      true},
-        CollectorCase{"AccessDeniedJoined",
-                      Membership::kJoined,
-                      {"A"},
-                      {{kAccessDenied, "A"}},
-                      kAccessDeniedAllDCsJoined,
-                      true},
-        CollectorCase{"AccessDeniedNotJoined",
-                      Membership::kNotJoined,
-                      {"A"},
-                      {{kAccessDenied, "A"}},
-                      kAccessDenied,
-                      true},
-        CollectorCase{"ClockSkewIsNotTranslated",
-                      Membership::kJoined,
-                      kAB,
-                      {{kClockSkewTooGreat, "A"}, {kClockSkewTooGreat, "B"}},
-                      kClockSkewTooGreat,
-                      true},
-        CollectorCase{"NTLMBlockedOnSomeStaysUntranslated",
-                      Membership::kJoined,
-                      kAB,
-                      {{kNTLMBlocked, "A"}},
-                      kNTLMBlocked,
+        CollectorCase{"NothingRecorded", kJoined, kAB, Failures{}, kNoError, false},
+        CollectorCase{"EmptyHostIgnored", kJoined, kAB, Failures{{kNoDCReachable, ""}}, kNoError,
                       false},
-        CollectorCase{"NoAddressesCountAsAllFailed",
-                      Membership::kJoined,
-                      {},
-                      {{kPasswordExpired, "realm"}},
-                      kAuthFailedAllDCsJoined,
+        CollectorCase{"PriorityAllFailedJoined", kJoined, kAB, kLogonAndTimeout,
+                      kAuthFailedAllDCsJoined, true},
+        CollectorCase{"PriorityAllFailedNotJoined", kNotJoined, kAB, kLogonAndTimeout, kAuthFailed,
                       true},
-        CollectorCase{"OutsidePriorityFirstRecordedWins",
-                      Membership::kNotJoined,
-                      kAB,
-                      {{kConnectionReset, "A"}, {kObjectNotFound, "B"}},
-                      kConnectionReset,
+        CollectorCase{"PriorityAllFailedDirectoryServer", kDirectoryServer, kAB, kLogonAndTimeout,
+                      kAuthFailedAllDCsADServer, true},
+        CollectorCase{"SomeFailedJoined", kJoined, kABC, kLogonAndTimeout, kAuthFailedSomeDCsJoined,
+                      false},
+        CollectorCase{"SomeFailedNotJoined", kNotJoined, kABC, kLogonAndTimeout, kAuthFailedSomeDCs,
+                      false},
+        CollectorCase{"AccessDeniedDirectoryServer", kDirectoryServer, kA, kDeniedA,
+                      kAccessDeniedAllDCsADServer, true},
+        CollectorCase{"AccessDeniedJoined", kJoined, kA, kDeniedA, kAccessDeniedAllDCsJoined, true},
+        CollectorCase{"AccessDeniedNotJoined", kNotJoined, kA, kDeniedA, kAccessDenied, true},
+        CollectorCase{"ClockSkewIsNotTranslated", kJoined, kAB,
+                      Failures{{kClockSkewTooGreat, "A"}, {kClockSkewTooGreat, "B"}},
+                      kClockSkewTooGreat, true},
+        CollectorCase{"NTLMBlockedOnSomeStaysUntranslated", kJoined, kAB,
+                      Failures{{kNTLMBlocked, "A"}}, kNTLMBlocked, false},
+        CollectorCase{"NoAddressesCountAsAllFailed", kJoined, Hosts{},
+                      Failures{{kPasswordExpired, "realm"}}, kAuthFailedAllDCsJoined, true},
+        CollectorCase{"OutsidePriorityFirstRecordedWins", kNotJoined, kAB,
+                      Failures{{kConnectionReset, "A"}, {kObjectNotFound, "B"}}, kConnectionReset,
                       true}),
     [](const testing::TestParamInfo<CollectorCase>& info) { return info.param.name; });
 
@@ -115,7 +86,6 @@ TEST(DomainError, FailedHostsByCode) {
     collector.Add(kNoDCReachable, "B");
     collector.Add(kNoDCReachable, "A");
     collector.Add(kAuthFailed, "A");
-    using Hosts = std::vector<std::string>;
     EXPECT_EQ(collector.GetFailedHost(kNoDCReachable), (Hosts{"A", "B"}));
     EXPECT_EQ(collector.GetFailedHost(kNoError), (Hosts{"A", "B"}));
     EXPECT_EQ(collector.GetFailedHost(kAccountLocked), Hosts{});

@@ -16,34 +16,45 @@ const std::string kLibDefaults =
     "\tdefault_realm = EXAMPLE.TEST\n"
     "\tdns_lookup_realm = false\n";
 
-void WriteSambaKdcs(const std::string& body) {
+struct Krb5ConfCase {
+    const char* name;
+    const char* sambaKrb5Conf;
+    const char* dcIPs;
+    const char* realms;  // what follows the lines every file starts with
+    const char* logged;
+};
+
+class Krb5ConfTest : public testing::TestWithParam<Krb5ConfCase> {};
+
+TEST_P(Krb5ConfTest, NamesTheControllersSambaAlsoUses) {
+    const Krb5ConfCase& c = GetParam();
     Sandbox::Remove(kKrb5Conf);
     Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", "Workgroup=EXAMPLE\n");
-    Sandbox::WriteFile("/run/samba/smb_krb5/krb5.conf.EXAMPLE", body);
-}
-
-TEST(Krb5Conf, NamesTheControllersSambaAlsoUses) {
-    WriteSambaKdcs(
-        "[libdefaults]\n\tkdc = 192.0.2.99\n[realms]\nEXAMPLE.TEST = {\n"
-        "\tkdc = 192.0.2.11\n\tkdc = 192.0.2.10\n}\n");
-    DomainFixture fixture(ParseJson(
-        R"({"server_address": "example.test", "dc_ips": "192.0.2.10,192.0.2.99,192.0.2.11"})"));
+    Sandbox::WriteFile("/run/samba/smb_krb5/krb5.conf.EXAMPLE", c.sambaKrb5Conf);
+    Json::Value params = ParseJson(R"({"server_address": "example.test"})");
+    params["dc_ips"] = c.dcIPs;
+    DomainFixture fixture(params);
     ASSERT_TRUE(fixture.probe.GenKrb5Conf(false));
-    EXPECT_EQ(Sandbox::ReadFile(kKrb5Conf), kLibDefaults +
-                                                "\tdns_lookup_kdc = false\n"
-                                                "[realms]\n\tEXAMPLE.TEST = {\n"
-                                                "\t\tkdc = 192.0.2.10\n\t\tkdc = 192.0.2.11\n"
-                                                "\t}\n");
+    EXPECT_EQ(Sandbox::ReadFile(kKrb5Conf), kLibDefaults + c.realms);
+    ExpectLogged(c.logged);
 }
 
-TEST(Krb5Conf, WithoutKnownControllersKerberosLooksThemUp) {
-    WriteSambaKdcs("[realms]\n\tkdc = 192.0.2.50\n");
-    DomainFixture fixture(
-        ParseJson(R"({"server_address": "example.test", "dc_ips": "192.0.2.10"})"));
-    ASSERT_TRUE(fixture.probe.GenKrb5Conf(true));
-    EXPECT_EQ(Sandbox::ReadFile(kKrb5Conf),
-              kLibDefaults + "\tdns_lookup_kdc = true\n[realms]\n\tEXAMPLE.TEST = {\n\t}\n");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Cases, Krb5ConfTest,
+    testing::Values(
+        Krb5ConfCase{"KnownToSambaInTestOrder",
+                     "[libdefaults]\n\tkdc = 192.0.2.99\n[realms]\nEXAMPLE.TEST = {\n"
+                     "\tkdc = 192.0.2.11\n\tkdc = 192.0.2.10\n}\n",
+                     "192.0.2.10,192.0.2.99,192.0.2.11,192.0.2.10",
+                     "\tdns_lookup_kdc = false\n[realms]\n\tEXAMPLE.TEST = {\n"
+                     "\t\tkdc = 192.0.2.10\n\t\tkdc = 192.0.2.11\n\t}\n",
+                     ""},
+        Krb5ConfCase{"NoneKnownLooksThemUp", "[realms]\n\tkdc = 192.0.2.50\n", "192.0.2.10",
+                     "\tdns_lookup_kdc = true\n[realms]\n\tEXAMPLE.TEST = {\n\t}\n", ""},
+        Krb5ConfCase{"NoRealmsSection", "[libdefaults]\n\tkdc = 192.0.2.10\n", "192.0.2.10",
+                     "\tdns_lookup_kdc = true\n[realms]\n\tEXAMPLE.TEST = {\n\t}\n",
+                     "Realm section not found."}),
+    [](const testing::TestParamInfo<Krb5ConfCase>& info) { return info.param.name; });
 
 TEST(Krb5Conf, ExistingFileKeptUnlessRegenerated) {
     Sandbox::WriteFile(kKrb5Conf, "old\n");
@@ -54,13 +65,6 @@ TEST(Krb5Conf, ExistingFileKeptUnlessRegenerated) {
     EXPECT_NE(Sandbox::ReadFile(kKrb5Conf), "old\n");
     DomainFixture noDomain;
     EXPECT_FALSE(noDomain.probe.GenKrb5Conf(true));
-}
-
-TEST(SambaKdcs, NoRealmsSectionNoControllers) {
-    WriteSambaKdcs("[libdefaults]\n\tkdc = 192.0.2.99\n");
-    DomainFixture fixture(ParseJson(R"({"server_address": "example.test"})"));
-    EXPECT_TRUE(fixture.probe.GetSmbKrb5ConfKDC().empty());
-    EXPECT_TRUE(Sandbox::Logged("Realm section not found."));
 }
 
 struct KinitCase {
@@ -154,9 +158,9 @@ INSTANTIATE_TEST_SUITE_P(
 struct AuthOptionCase {
     const char* name;
     const char* security;
+    EAuth method;
     const char* params;
-    bool appended;
-    Strings options;
+    Strings options;  // none: the options could not be made (501)
 };
 
 class AuthOptionTest : public testing::TestWithParam<AuthOptionCase> {};
@@ -165,47 +169,34 @@ TEST_P(AuthOptionTest, OptionsOfTheSambaTools) {
     const AuthOptionCase& c = GetParam();
     SetSecurity(c.security, "\tworkgroup = EXAMPLE\n");
     Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", "Workgroup=CORP\n");
+    Sandbox::WriteFile(kKrb5Conf, "kept\n");
+    WriteFakeTool("/usr/bin/klist", "echo 'Default principal: alice@EXAMPLE.TEST'");
     DomainFixture fixture(ParseJson(c.params));
+    fixture.probe.SetAuthMethod(c.method);
     Strings argv;
     ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.AppendAuthOption(argv, err), c.appended);
+    EXPECT_EQ(fixture.probe.AppendAuthOption(argv, err), !c.options.empty());
     EXPECT_EQ(argv, c.options);
-    EXPECT_EQ(err, c.appended ? kNoError : kBadParameter);
+    EXPECT_EQ(err, c.options.empty() ? kBadParameter : kNoError);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, AuthOptionTest,
     testing::Values(
-        AuthOptionCase{"PlainUserGetsTheWorkgroup",
-                       "user",
+        AuthOptionCase{"PlainUserGetsTheWorkgroup", "user", kAuthNTLM,
                        R"({"username": "alice", "password": "p%w"})",
-                       true,
-                       {"-U", "CORP\\alice%p%w"}},
-        AuthOptionCase{
-            "DomainUserUnchanged", "user", R"({"username": "EX\\bob"})", true, {"-U", "EX\\bob%"}},
-        AuthOptionCase{"PrincipalUnchanged",
-                       "user",
+                       Strings{"-U", "CORP\\alice%p%w"}},
+        AuthOptionCase{"DomainUserUnchanged", "user", kAuthNone, R"({"username": "EX\\bob"})",
+                       Strings{"-U", "EX\\bob%"}},
+        AuthOptionCase{"PrincipalUnchanged", "user", kAuthNTLM,
                        R"({"username": "carol@example.test"})",
-                       true,
-                       {"-U", "carol@example.test%"}},
-        AuthOptionCase{"JoinedUsesTheMachineAccount", "ads", "{}", true, {"-P"}},
-        AuthOptionCase{"NothingToAuthenticateWith", "user", "{}", false, {}}),
+                       Strings{"-U", "carol@example.test%"}},
+        AuthOptionCase{"JoinedUsesTheMachineAccount", "ads", kAuthNTLM, "{}", Strings{"-P"}},
+        AuthOptionCase{"NothingToAuthenticateWith", "user", kAuthNTLM, "{}", Strings{}},
+        AuthOptionCase{"KerberosTicketOfTheUser", "user", kAuthKrb5,
+                       R"({"server_address": "example.test", "username": "alice"})", Strings{"-k"}},
+        AuthOptionCase{"KerberosWithoutAUser", "user", kAuthKrb5, R"({"server_address": "x.test"})",
+                       Strings{}}),
     [](const testing::TestParamInfo<AuthOptionCase>& info) { return info.param.name; });
-
-TEST(AuthOption, KerberosNeedsATicket) {
-    Sandbox::WriteFile(kKrb5Conf, "kept\n");
-    WriteFakeTool("/usr/bin/klist", "echo 'Default principal: alice@EXAMPLE.TEST'");
-    DomainFixture fixture(ParseJson(R"({"server_address": "example.test", "username": "alice"})"));
-    fixture.probe.SetAuthMethod(kAuthKrb5);
-    Strings argv;
-    ErrorCode err = kNoError;
-    EXPECT_TRUE(fixture.probe.AppendAuthOption(argv, err));
-    EXPECT_EQ(argv, Strings{"-k"});
-    DomainFixture nobody(ParseJson(R"({"server_address": "example.test"})"));
-    nobody.probe.SetAuthMethod(kAuthKrb5);
-    EXPECT_FALSE(nobody.probe.AppendAuthOption(argv, err));
-    EXPECT_EQ(err, kBadParameter);
-    EXPECT_TRUE(Sandbox::Logged("Kinit failed"));
-}
 
 }  // namespace

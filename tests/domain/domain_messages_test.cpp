@@ -33,15 +33,4 @@ TEST(MessageTables, FirstRowContainedInTheLineWins) {
     }
 }
 
-TEST(MessageTables, ClosedByAnEmptyRowOfCodeZero) {
-    for (const MessageEntry* table : {kKrb5MessageTable, kNTStatusMessageTable}) {
-        const MessageEntry& closing = FindMessage(table, "no message here");
-        EXPECT_STREQ(closing.message, "");
-        EXPECT_EQ(closing.code, kNoError);
-    }
-    size_t rows = 0;
-    while (kNTStatusMessageTable[rows].message[0] != '\0') ++rows;
-    EXPECT_EQ(rows, 21u);
-}
-
 }  // namespace

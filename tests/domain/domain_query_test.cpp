@@ -7,10 +7,13 @@ namespace {
 
 using Strings = std::vector<std::string>;
 const std::string kTool = "/usr/local/bin/tool";
+const MessageEntry* const kNT = kNTStatusMessageTable;
+const MessageEntry kTakenTable[] = {{"cn: taken", kComputerNameTaken}, {"", kJoinFailed}};
 
 struct CommandCase {
     const char* name;
     const char* body;
+    const MessageEntry* table;
     const char* keyword;
     bool succeeded;
     ErrorCode err;
@@ -23,26 +26,29 @@ TEST_P(RunCommandCoreTest, OutputMapsToACode) {
     Sandbox::WriteScript(kTool, c.body);
     DomainFixture fixture;
     ErrorCode err = kAccessDenied;
-    EXPECT_EQ(fixture.probe.RunCommandCore({kTool}, err, kNTStatusMessageTable, 1, c.keyword),
-              c.succeeded);
+    EXPECT_EQ(fixture.probe.RunCommandCore({kTool}, err, c.table, 1, c.keyword), c.succeeded);
     EXPECT_EQ(err, c.err);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, RunCommandCoreTest,
     testing::Values(
-        CommandCase{"MessageOnSuccess", "echo NT_STATUS_PASSWORD_EXPIRED", "", true,
+        CommandCase{"MessageOnSuccess", "echo NT_STATUS_PASSWORD_EXPIRED", kNT, "", true,
                     kPasswordExpired},
-        CommandCase{"CleanSuccess", "echo fine", "", true, kNoError},
+        CommandCase{"CleanSuccess", "echo fine", kNT, "", true, kNoError},
         CommandCase{"LaterLineWins",
-                    "echo NT_STATUS_LOGON_FAILURE; echo NT_STATUS_IO_TIMEOUT >&2; exit 1", "",
+                    "echo NT_STATUS_LOGON_FAILURE; echo NT_STATUS_IO_TIMEOUT >&2; exit 1", kNT, "",
                     false, kNoDCReachable},
-        CommandCase{"UnknownFailure", "echo what; exit 3", "", false, kUnknownDomainError},
-        CommandCase{"TimeLimitOverridesAMessage", "echo NT_STATUS_LOGON_FAILURE; sleep 5", "",
+        CommandCase{"UnknownFailure", "echo what; exit 3", kNT, "", false, kUnknownDomainError},
+        CommandCase{"TimeLimitOverridesAMessage", "echo NT_STATUS_LOGON_FAILURE; sleep 5", kNT, "",
                     false, kCommandTimedOut},
         CommandCase{"KeywordFiltersLines",
-                    "echo NT_STATUS_ACCESS_DENIED; echo 'session: NT_STATUS_LOGON_FAILURE'",
-                    "session", true, kAuthFailed}),
+                    "echo NT_STATUS_ACCESS_DENIED; echo 'session: NT_STATUS_LOGON_FAILURE'", kNT,
+                    "session", true, kAuthFailed},
+        CommandCase{"ClosingRowWithAKeyword", "echo 'cn: strange'", kTakenTable, "cn:", true,
+                    kJoinFailed},
+        CommandCase{"ClosingRowIgnoredWithoutAKeyword", "echo 'cn: strange'", kTakenTable, "", true,
+                    kNoError}),
     [](const testing::TestParamInfo<CommandCase>& info) { return info.param.name; });
 
 TEST(RunCommandCore, OutputFileAndDebugMessages) {
@@ -56,84 +62,62 @@ TEST(RunCommandCore, OutputFileAndDebugMessages) {
     EXPECT_TRUE(Sandbox::Logged("two"));
 }
 
-TEST(RunCommandCore, ClosingRowAppliesWithAKeyword) {
-    const MessageEntry table[] = {{"known", kAccountLocked}, {"", kNoMessageMatched}};
-    Sandbox::WriteScript(kTool, "echo 'winbind: strange'");
-    DomainFixture fixture;
-    ErrorCode err = kNoError;
-    EXPECT_TRUE(fixture.probe.RunCommandCore({kTool}, err, table, 5, "winbind"));
-    EXPECT_EQ(err, kNoMessageMatched);
-    EXPECT_TRUE(fixture.probe.RunCommandCore({kTool}, err, table, 5, ""));
-    EXPECT_EQ(err, kNoError);
-}
+struct SearchCase {
+    const char* name;
+    const char* net;  // body of the fake net
+    const char* filter;
+    const char* server;
+    const MessageEntry* table;
+    const char* extraFlag;
+    int replies;
+    Strings values;  // after "kept"
+    ErrorCode err;   // starts as kConnectionReset
+    const char* logged;
+};
 
-const char kSearchParams[] = R"({"username": "EX\\admin", "password": "pw"})";
+class RunNetSearchKeyTest : public testing::TestWithParam<SearchCase> {};
 
-TEST(RunNetSearchKey, RepliesAndValues) {
-    WriteFakeTool("/usr/local/bin/net",
-                  "echo 'Got 2 replies'; echo; echo 'servicePrincipalName: HOST/nas1'\n"
-                  "echo 'objectClass: computer'; echo 'servicePrincipalName: cifs/nas1'");
-    DomainFixture fixture(ParseJson(kSearchParams));
-    fixture.probe.SetNetFilter("(sAMAccountName=nas1$)");
-    fixture.probe.SetNetServer("192.0.2.10");
+TEST_P(RunNetSearchKeyTest, RepliesAndValues) {
+    const SearchCase& c = GetParam();
+    WriteFakeTool("/usr/local/bin/net", c.net);
+    DomainFixture fixture(ParseJson(R"({"username": "EX\\admin", "password": "pw"})"));
+    fixture.probe.SetNetFilter(c.filter);
+    fixture.probe.SetNetServer(c.server);
     Strings values{"kept"};
     ErrorCode err = kConnectionReset;
-    EXPECT_EQ(fixture.probe.RunNetSearchKey("servicePrincipalName", values, err,
-                                            kNTStatusMessageTable, 0, ""),
-              2);
-    EXPECT_EQ(values, (Strings{"kept", "HOST/nas1", "cifs/nas1"}));
-    EXPECT_EQ(err, kConnectionReset);
-    EXPECT_EQ(ToolArgs("net"),
-              "ads search -d0 -U EX\\admin%pw (sAMAccountName=nas1$) servicePrincipalName "
-              "-S 192.0.2.10\n");
+    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, c.table, 0, c.extraFlag), c.replies);
+    Strings expected{"kept"};
+    expected.insert(expected.end(), c.values.begin(), c.values.end());
+    EXPECT_EQ(values, expected);
+    EXPECT_EQ(err, c.err);
+    ExpectLogged(c.logged);
 }
 
-TEST(RunNetSearchKey, ZeroRepliesNoValues) {
-    WriteFakeTool("/usr/local/bin/net", "echo 'Got 0 replies'");
-    DomainFixture fixture(ParseJson(kSearchParams));
-    fixture.probe.SetNetFilter("(cn=x)");
-    fixture.probe.SetNetServer("dc1");
-    Strings values;
-    ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, kNTStatusMessageTable, 0, ""), 0);
-    EXPECT_TRUE(values.empty());
-}
-
-TEST(RunNetSearchKey, FailureCarriesTheMessageCodeAndHidesThePassword) {
-    WriteFakeTool("/usr/local/bin/net", "echo 'failed: NT_STATUS_ACCOUNT_DISABLED'; exit 1");
-    DomainFixture fixture(ParseJson(kSearchParams));
-    fixture.probe.SetNetFilter("(cn=x)");
-    fixture.probe.SetNetServer("dc1");
-    Strings values;
-    ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, kNTStatusMessageTable, 0, ""), -1);
-    EXPECT_EQ(err, kAccountLocked);
-    EXPECT_TRUE(Sandbox::Logged("Command: /usr/local/bin/net ads search -d0 -U EX\\admin%**** "));
-}
-
-TEST(RunNetSearchKey, CallerTableConsumesLines) {
-    const MessageEntry table[] = {{"cn: taken", kComputerNameTaken}, {"", kJoinFailed}};
-    WriteFakeTool("/usr/local/bin/net", "echo 'cn: taken'; echo 'cn: other'; exit 1");
-    DomainFixture fixture(ParseJson(kSearchParams));
-    fixture.probe.SetNetFilter("(cn=x)");
-    fixture.probe.SetNetServer("dc1");
-    Strings values;
-    ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, table, 0, "flag"), -1);
-    EXPECT_EQ(err, kJoinFailed);
-}
-
-TEST(RunNetSearchKey, NeedsAFilterAndAServer) {
-    DomainFixture fixture(ParseJson(kSearchParams));
-    Strings values;
-    ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, kNTStatusMessageTable, 0, ""), -1);
-    EXPECT_EQ(err, kBadParameter);
-    fixture.probe.SetNetFilter("(cn=x)");
-    err = kConnectionReset;
-    EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, kNTStatusMessageTable, 0, ""), -1);
-    EXPECT_EQ(err, kNoError);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Cases, RunNetSearchKeyTest,
+    testing::Values(
+        SearchCase{"ValuesOfTheKey",
+                   "echo 'Got 2 replies'; echo; echo 'cn: nas1'; echo 'objectClass: computer'\n"
+                   "echo 'cn: nas2'; echo 'Got 7 replies'",
+                   "(cn=nas*)", "192.0.2.10", kNT, "", 2, Strings{"nas1", "nas2"}, kConnectionReset,
+                   ""},
+        SearchCase{"ZeroReplies", "echo 'Got 0 replies'", "(cn=x)", "dc1", kNT, "", 0, Strings{},
+                   kConnectionReset, ""},
+        SearchCase{"NoReplyCount", "echo 'Got many replies'; echo 'cn: a'", "(cn=x)", "dc1", kNT,
+                   "", -1, Strings{"a"}, kConnectionReset, "stoi fail"},
+        SearchCase{
+            "FailureCarriesTheMessageCodeAndHidesThePassword",
+            "echo 'failed: NT_STATUS_ACCOUNT_DISABLED'; exit 1", "(cn=x)", "dc1", kNT, "", -1,
+            Strings{}, kAccountLocked,
+            "Command: /usr/local/bin/net ads search -d0 -U EX\\admin%**** (cn=x) cn -S dc1 "},
+        SearchCase{"CallerTableConsumesLines", "echo 'cn: taken'; echo 'cn: other'; exit 1",
+                   "(cn=x)", "dc1", kTakenTable, "flag", -1, Strings{}, kJoinFailed, ""},
+        SearchCase{"ClosingRowNeedsTheFlag", "echo 'cn: other'; echo 'cn: taken'", "(cn=x)", "dc1",
+                   kTakenTable, "", -1, Strings{"other"}, kConnectionReset, ""},
+        SearchCase{"NeedsAFilter", "exit 0", "", "dc1", kNT, "", -1, Strings{}, kBadParameter, ""},
+        SearchCase{"NeedsAServerOutsideActiveDirectory", "exit 0", "(cn=x)", "", kNT, "", -1,
+                   Strings{}, kNoError, ""}),
+    [](const testing::TestParamInfo<SearchCase>& info) { return info.param.name; });
 
 struct SmbCase {
     const char* name;

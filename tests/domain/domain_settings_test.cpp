@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "api_table.hpp"
 #include "call.hpp"
 #include "domain_probe.hpp"
@@ -9,112 +11,111 @@ namespace {
 using Strings = std::vector<std::string>;
 const std::string kNet = "/usr/local/bin/net";
 
-TEST(TestIPs, DCIPsInOrderWithoutAnyTool) {
-    DomainFixture fixture(ParseJson(R"({"dc_ips": "192.0.2.10,192.0.2.11"})"));
-    ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.GetTestIPs(err, nullptr), (Strings{"192.0.2.10", "192.0.2.11"}));
-    fixture.probe.SetTestAllIp(false);
-    EXPECT_EQ(fixture.probe.GetTestAddress(err, nullptr), Strings{"192.0.2.10"});
-    EXPECT_EQ(err, kNoError);
-    EXPECT_FALSE(Sandbox::Exists("/tmp/net.args"));
-}
+// One way of asking the probe for domain controllers.
+using Lookup = std::function<Strings(DomainProbe&, ErrorCode&)>;
 
-TEST(TestIPs, PasswordServerOfAJoinedServer) {
-    SetSecurity("ads", "\tpassword server = dc1.example.test\n");
-    DomainFixture fixture;
-    ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.GetTestIPs(err, nullptr), Strings{"dc1.example.test"});
+Lookup TestIPs(const char* service) {
+    return [service](DomainProbe& probe, ErrorCode& err) { return probe.GetTestIPs(err, service); };
 }
-
-TEST(TestIPs, SrvTargetsTryKerberosThenLDAP) {
-    DomainFixture fixture(ParseJson(R"({"srv_target_ip": {"ldap": ["192.0.2.20"]}})"));
-    ErrorCode err = kConnectionReset;
-    EXPECT_EQ(fixture.probe.GetTestIPs(err, nullptr), Strings{"192.0.2.20"});
-    EXPECT_EQ(err, kConnectionReset);
-    EXPECT_TRUE(Sandbox::Logged("invalid (kerberos) srv target IP"));
+Lookup SrvIPs(const char* service) {
+    return [service](DomainProbe& probe, ErrorCode& err) { return probe.GetSrvIPs(err, service); };
 }
-
-TEST(TestIPs, SrvTargetsOfAService) {
-    const Json::Value params =
-        ParseJson(R"({"srv_target_ip": {"kerberos": ["192.0.2.1"], "ldap": ["192.0.2.2"]}})");
-    DomainFixture fixture(params);
-    ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.GetSrvIPs(err, "ldap"), Strings{"192.0.2.2"});
-    DomainFixture empty(ParseJson(R"({"srv_target_ip": {"kerberos": []}})"));
-    EXPECT_EQ(empty.probe.GetSrvIPs(err, "kerberos"), Strings{});
-    EXPECT_EQ(err, kNoDCAddress);
-    DomainFixture missing;
-    err = kNoError;
-    EXPECT_EQ(missing.probe.GetSrvIPs(err, nullptr), Strings{});
-    EXPECT_EQ(err, kBadParameter);
+Lookup NetLookup(const char* service) {
+    return [service](DomainProbe& probe, ErrorCode& err) { return probe.NetLookup(err, service); };
 }
-
-TEST(TestIPs, SambaLookupGivesAddressesWithoutPorts) {
-    SetSecurity("ads");
-    WriteFakeTool(kNet, "printf '10.0.0.8:88\\n\\n10.0.0.9\\n'");
-    DomainFixture fixture;
-    ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.GetTestIPs(err, "kerberos"), (Strings{"10.0.0.8", "10.0.0.9"}));
-    EXPECT_EQ(err, kNoError);
-    EXPECT_EQ(ToolArgs("net"), "lookup kdc -d0\n");
+Lookup FirstAddressOnly() {
+    return [](DomainProbe& probe, ErrorCode& err) {
+        probe.SetTestAllIp(false);
+        return probe.GetTestAddress(err, nullptr);
+    };
+}
+Lookup KerberosAddresses() {
+    return [](DomainProbe& probe, ErrorCode& err) {
+        probe.SetAuthMethod(kAuthKrb5);
+        return probe.GetTestAddress(err, nullptr);
+    };
+}
+Lookup ControllerName(const char* ip) {
+    return
+        [ip](DomainProbe& probe, ErrorCode& err) { return Strings{probe.ConvertIP2Fqdn(ip, err)}; };
 }
 
 struct LookupCase {
-    const char* service;
-    const char* kind;
+    const char* name;
+    const char* smbConf;  // [global] lines
+    const char* params;
+    const char* net;  // body of the fake net; null: none
+    Lookup lookup;
+    Strings expected;
+    ErrorCode err;  // starts as kConnectionReset
+    const char* netArgs;
+    const char* logged;
 };
 
-TEST(NetLookup, KindFollowsTheService) {
-    SetSecurity("ads");
-    WriteFakeTool(kNet, "exit 0");
-    for (const LookupCase& c : {LookupCase{"KERBEROS", "kdc"}, {"ldap", "dc"}, {nullptr, "pdc"}}) {
-        Sandbox::Remove("/tmp/net.args");
-        DomainFixture fixture;
-        ErrorCode err = kNoError;
-        EXPECT_TRUE(fixture.probe.NetLookup(err, c.service).empty());
-        EXPECT_EQ(err, kNoDCAddress);
-        EXPECT_EQ(ToolArgs("net"), std::string("lookup ") + c.kind + " -d0\n");
-    }
+class ControllerLookupTest : public testing::TestWithParam<LookupCase> {};
+
+TEST_P(ControllerLookupTest, Finds) {
+    const LookupCase& c = GetParam();
+    Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + c.smbConf);
+    if (c.net) WriteFakeTool(kNet, c.net);
+    DomainFixture fixture(ParseJson(c.params));
+    ErrorCode err = kConnectionReset;
+    EXPECT_EQ(c.lookup(fixture.probe, err), c.expected);
+    EXPECT_EQ(err, c.err);
+    EXPECT_EQ(ToolArgs("net"), c.netArgs);
+    ExpectLogged(c.logged);
 }
 
-TEST(NetLookup, OnlyForActiveDirectory) {
-    SetSecurity("domain");
-    DomainFixture fixture;
-    ErrorCode err = kNoError;
-    EXPECT_TRUE(fixture.probe.NetLookup(err, nullptr).empty());
-    EXPECT_EQ(err, kNoDCAddress);
-    WriteFakeTool(kNet, "exit 2");
-    SetSecurity("ads");
-    DomainFixture failing;
-    err = kConnectionReset;
-    EXPECT_TRUE(failing.probe.NetLookup(err, nullptr).empty());
-    EXPECT_EQ(err, kConnectionReset);
-}
+const char kAds[] = "security = ads\n";
+const char kTwoDCs[] = R"({"dc_ips": "192.0.2.10,192.0.2.11"})";
+const char kKerberosNames[] =
+    "case \"$4\" in\n"
+    "192.0.2.10) echo 'LDAP_server_name: dc1.example.test';;\n"
+    "192.0.2.11) echo 'Realm: EXAMPLE.TEST';;\n"
+    "esac";
 
-TEST(TestAddress, KerberosUsesControllerNames) {
-    WriteFakeTool(kNet,
-                  "case \"$4\" in\n"
-                  "192.0.2.10) echo 'LDAP_server_name: dc1.example.test';;\n"
-                  "192.0.2.11) echo 'Realm: EXAMPLE.TEST';;\n"
-                  "esac");
-    DomainFixture fixture(ParseJson(R"({"dc_ips": "192.0.2.10,192.0.2.11"})"));
-    fixture.probe.SetAuthMethod(kAuthKrb5);
-    ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.GetTestAddress(err, nullptr), Strings{"dc1.example.test"});
-    EXPECT_EQ(err, kUnknownDomainError);
-    EXPECT_TRUE(Sandbox::Logged("Failed to convert IP [192.0.2.11] to FQDN."));
-}
-
-TEST(ConvertIP2Fqdn, KerberosMessagesSetTheError) {
-    WriteFakeTool(kNet, "echo 'kinit: Clock skew too great'; exit 1");
-    DomainFixture fixture;
-    ErrorCode err = kNoError;
-    EXPECT_EQ(fixture.probe.ConvertIP2Fqdn("192.0.2.10", err), "");
-    EXPECT_EQ(err, kClockSkewTooGreat);
-    EXPECT_EQ(ToolArgs("net"), "ads info -S 192.0.2.10\n");
-    EXPECT_EQ(fixture.probe.ConvertIP2Fqdn("", err), "");
-    EXPECT_EQ(err, kBadParameter);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Cases, ControllerLookupTest,
+    testing::Values(
+        LookupCase{"DCIPsInOrder", "", kTwoDCs, nullptr, TestIPs(nullptr),
+                   Strings{"192.0.2.10", "192.0.2.11"}, kConnectionReset, "", ""},
+        LookupCase{"OnlyTheFirstWhenNotTestingAll", "", kTwoDCs, nullptr, FirstAddressOnly(),
+                   Strings{"192.0.2.10"}, kConnectionReset, "", ""},
+        LookupCase{"PasswordServerOfAJoinedServer", "security = ads\npassword server = dc1.test\n",
+                   "{}", nullptr, TestIPs(nullptr), Strings{"dc1.test"}, kConnectionReset, "", ""},
+        LookupCase{"SrvTargetsKerberosThenLDAP", "",
+                   R"({"srv_target_ip": {"ldap": ["192.0.2.20"]}})", nullptr, TestIPs(nullptr),
+                   Strings{"192.0.2.20"}, kConnectionReset, "", "invalid (kerberos) srv target IP"},
+        LookupCase{"SambaLookupDropsPorts", kAds, "{}", "printf '10.0.0.8:88\\n\\n10.0.0.9\\n'",
+                   TestIPs("kerberos"), Strings{"10.0.0.8", "10.0.0.9"}, kConnectionReset,
+                   "lookup kdc -d0\n", "don't have srv target IP"},
+        LookupCase{"SrvTargetsOfOneService", "",
+                   R"({"srv_target_ip": {"kerberos": ["192.0.2.1"], "ldap": ["192.0.2.2"]}})",
+                   nullptr, SrvIPs("ldap"), Strings{"192.0.2.2"}, kConnectionReset, "", ""},
+        LookupCase{"SrvTargetsEmptyMember", "", R"({"srv_target_ip": {"kerberos": []}})", nullptr,
+                   SrvIPs("kerberos"), Strings{}, kNoDCAddress, "", ""},
+        LookupCase{"SrvTargetsEmpty", "", R"({"srv_target_ip": {}})", nullptr, SrvIPs(nullptr),
+                   Strings{}, kBadParameter, "", "invalid srv target IP"},
+        LookupCase{"LookupKdcCaseless", kAds, "{}", "exit 0", NetLookup("KERBEROS"), Strings{},
+                   kNoDCAddress, "lookup kdc -d0\n", ""},
+        LookupCase{"LookupDc", kAds, "{}", "exit 0", NetLookup("ldap"), Strings{}, kNoDCAddress,
+                   "lookup dc -d0\n", ""},
+        LookupCase{"LookupPdc", kAds, "{}", "exit 0", NetLookup(nullptr), Strings{}, kNoDCAddress,
+                   "lookup pdc -d0\n", ""},
+        LookupCase{"LookupOnlyForActiveDirectory", "security = domain\n", "{}", "exit 0",
+                   NetLookup(nullptr), Strings{}, kNoDCAddress, "", ""},
+        LookupCase{"LookupFailureKeepsTheError", kAds, "{}", "exit 2", NetLookup(nullptr),
+                   Strings{}, kConnectionReset, "lookup pdc -d0\n", ""},
+        LookupCase{"KerberosUsesControllerNames", "", kTwoDCs, kKerberosNames, KerberosAddresses(),
+                   Strings{"dc1.example.test"}, kUnknownDomainError,
+                   "ads info -S 192.0.2.10\nads info -S 192.0.2.11\n",
+                   "Failed to convert IP [192.0.2.11] to FQDN."},
+        LookupCase{"NameOfAnAddressKerberosMessage", "", "{}",
+                   "echo 'kinit: Clock skew too great'; exit 1", ControllerName("192.0.2.10"),
+                   Strings{""}, kClockSkewTooGreat, "ads info -S 192.0.2.10\n", ""},
+        LookupCase{"NameOfNoAddress", "", "{}", nullptr, ControllerName(""), Strings{""},
+                   kBadParameter, "", ""}),
+    [](const testing::TestParamInfo<LookupCase>& info) { return info.param.name; });
 
 struct NameCase {
     const char* name;
@@ -152,124 +153,123 @@ INSTANTIATE_TEST_SUITE_P(
                     NameCase{"NoUserNoPrincipal", "ads", "{}", "EXAMPLE.TEST", ""}),
     [](const testing::TestParamInfo<NameCase>& info) { return info.param.name; });
 
-TEST(Workgroup, JoinedServerReadsItsSettings) {
-    SetSecurity("ads", "\tworkgroup = EXAMPLE\n");
-    DomainFixture fixture;
-    EXPECT_EQ(fixture.probe.GetWorkgroup(false), "EXAMPLE");
-}
+struct WorkgroupCase {
+    const char* name;
+    const char* security;
+    const char* recorded;  // content of the platform's workgroup file
+    bool refresh;
+    const char* expected;
+    const char* netArgs;
+};
 
-TEST(Workgroup, RecordedWorkgroupOfAnUnjoinedServer) {
-    Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", "Workgroup=CORP\n");
-    DomainFixture fixture;
-    EXPECT_EQ(fixture.probe.GetWorkgroup(false), "CORP");
-}
+class WorkgroupTest : public testing::TestWithParam<WorkgroupCase> {};
 
-TEST(Workgroup, LookedUpThroughTheController) {
+TEST_P(WorkgroupTest, NetBIOSName) {
+    const WorkgroupCase& c = GetParam();
+    SetSecurity(c.security, "\tworkgroup = EXAMPLE\n");
+    Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", c.recorded);
     WriteFakeTool(kNet,
                   "case \"$2\" in\n"
                   "lookup) echo 'Information for Domain Controller: 192.0.2.10';"
                   " echo 'Pre-Win2k Domain: STALE';;\n"
                   "workgroup) echo 'Workgroup: CORP';;\n"
                   "esac");
-    Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", "Workgroup=\n");
     DomainFixture fixture(ParseJson(R"({"server_address": "corp.test"})"));
-    EXPECT_EQ(fixture.probe.GetWorkgroup(true), "CORP");
-    EXPECT_EQ(ToolArgs("net"),
-              "ads lookup --realm CORP.TEST -d0\nads workgroup -S 192.0.2.10 -d0\n");
-    EXPECT_EQ(Sandbox::ReadFile("/usr/qarn/etc/private/kdc_ip"), "KDC=192.0.2.10\n");
+    EXPECT_EQ(fixture.probe.GetWorkgroup(c.refresh), c.expected);
+    EXPECT_EQ(ToolArgs("net"), c.netArgs);
 }
 
-TEST(ServerAddress, DomainNameAnsweredAtOnce) {
-    QARN::APIResponse response =
-        CallEntry(CheckServerAddress_v1,
-                  ParseJson(R"({"server_address": "corp.example.test", "server_type": "domain"})"));
-    ASSERT_TRUE(response.IsSuccess());
-    EXPECT_EQ(response.GetData(), ParseJson(R"({"server_address": "corp.example.test"})"));
-    EXPECT_FALSE(Sandbox::Exists("/tmp/net.args"));
-}
+const char kLookedUp[] = "ads lookup --realm CORP.TEST -d0\nads workgroup -S 192.0.2.10 -d0\n";
 
-TEST(ServerAddress, RealmOfTheAddress) {
-    WriteFakeTool(kNet, "echo 'LDAP server: 192.0.2.10'; echo 'Realm: EXAMPLE.TEST'");
-    QARN::APIResponse response =
-        CallEntry(CheckServerAddress_v1,
-                  ParseJson(R"({"server_address": "192.0.2.10", "server_type": "domain"})"));
-    ASSERT_TRUE(response.IsSuccess());
-    EXPECT_EQ(response.GetData(),
-              ParseJson(R"({"server_address": "EXAMPLE.TEST", "check_address_fail": false})"));
-    EXPECT_EQ(ToolArgs("net"), "ads info -S 192.0.2.10 -d0 --option=name resolve order=host\n");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Cases, WorkgroupTest,
+    testing::Values(
+        WorkgroupCase{"JoinedServerReadsItsSettings", "ads", "Workgroup=CORP\n", true, "EXAMPLE",
+                      ""},
+        WorkgroupCase{"RecordedOfAnUnjoinedServer", "user", "Workgroup=REC\n", false, "REC", ""},
+        WorkgroupCase{"EmptyRecordLooksUp", "user", "Workgroup=\n", false, "CORP", kLookedUp},
+        WorkgroupCase{"RefreshLooksUp", "user", "Workgroup=REC\n", true, "CORP", kLookedUp}),
+    [](const testing::TestParamInfo<WorkgroupCase>& info) { return info.param.name; });
 
-TEST(ServerAddress, UnreachableAddressOrName) {
-    WriteFakeTool(kNet, "exit 1");
-    DnsServer dns("example.test");
-    UseDns(dns);
-    QARN::APIResponse byAddress =
-        CallEntry(CheckServerAddress_v1,
-                  ParseJson(R"({"server_address": "192.0.2.10", "server_type": "domain"})"));
-    EXPECT_EQ(byAddress.GetErrorCode(), kUnknownDomainError);
-    EXPECT_TRUE(byAddress.GetData().isNull());
-    QARN::APIResponse byName =
-        CallEntry(CheckServerAddress_v1,
-                  ParseJson(R"({"server_address": "ldap.example.test", "server_type": "ldap"})"));
-    ASSERT_TRUE(byName.IsSuccess());
-    EXPECT_EQ(byName.GetData(), ParseJson(R"({"check_address_fail": true})"));
-    QARN::APIResponse empty =
-        CallEntry(CheckServerAddress_v1, ParseJson(R"({"server_address": "x"})"));
-    EXPECT_EQ(empty.GetErrorCode(), kBadParameter);
-}
+struct AnswerCase {
+    const char* name;
+    QARN::APIEntryFunction entry;
+    const char* security;
+    const char* params;
+    const char* net;  // body of the fake net
+    int code;
+    const char* data;
+    const char* netArgs;
+    bool dnsUp = true;
+};
 
-TEST(TestIPs, SRVRecordsOfTheDomain) {
+// The two API methods, against a DNS server that knows one controller by name and SRV records.
+class DomainAnswerTest : public testing::TestWithParam<AnswerCase> {};
+
+TEST_P(DomainAnswerTest, Answers) {
+    const AnswerCase& c = GetParam();
+    SetSecurity(c.security);
+    WriteFakeTool(kNet, c.net);
     DnsServer dns("example.test");
     dns.AddHost("dc1.example.test", {"192.0.2.10"});
-    AddControllerSRV(dns, "kerberos", "example.test", "dc1.example.test");
-    UseDns(dns);
-    WriteFakeTool(kNet, "exit 1");
-    DomainFixture fixture(ParseJson(R"({"server_address": "example.test"})"));
-    ErrorCode err = kConnectionReset;
-    EXPECT_EQ(fixture.probe.GetTestIPs(err, "kerberos"), Strings{"192.0.2.10"});
-    EXPECT_EQ(err, kConnectionReset);
+    AddControllerSRV(dns, "kerberos", "srv.example.test", "dc1.example.test");
+    AddControllerSRV(dns, "ldap", "srv.example.test", "dc1.example.test");
+    if (c.dnsUp) UseDns(dns);
+    if (!c.dnsUp) Sandbox::WriteFile("/etc/resolv.conf", "nameserver 127.0.0.9\n");
+    QARN::APIResponse response = CallEntry(c.entry, ParseJson(c.params));
+    EXPECT_EQ(response.GetErrorCode(), c.code);
+    EXPECT_EQ(response.GetData(), ParseJson(c.data));
+    EXPECT_EQ(ToolArgs("net"), c.netArgs);
 }
 
-TEST(PrepareTestIP, NoControllerFound) {
-    // No DC IPs, no SRV targets, no Samba look-up and no SRV records in DNS.
-    DnsServer dns("example.test");
-    UseDns(dns);
-    WriteFakeTool(kNet, "exit 1");
-    for (auto [security, code] : {std::pair<const char*, int>{"ads", 2002}, {"user", 1121}}) {
-        SetSecurity(security);
-        QARN::APIResponse response =
-            CallEntry(PrepareTestIP_v1, ParseJson(R"({"server_address": "example.test"})"));
-        EXPECT_EQ(response.GetErrorCode(), code) << security;
-        EXPECT_EQ(response.GetData(), ParseJson(R"({"isPlural": false, "level": 0})"));
-    }
-}
+const auto kCheck = CheckServerAddress_v1;
+const auto kPrepare = PrepareTestIP_v1;
+const char kRealm[] = "echo 'LDAP server: 192.0.2.10'; echo 'Realm: EXAMPLE.TEST'";
+const char kInfoOf10[] = "ads info -S 192.0.2.10 -d0 --option=name resolve order=host\n";
+const char kRealmOf10[] = R"({"server_address": "EXAMPLE.TEST", "check_address_fail": false})";
+const char kBareError[] = R"({"isPlural": false, "level": 0})";
 
-TEST(PrepareTestIP, AddressesPassNamesResolve) {
-    DnsServer dns("example.test");
-    dns.AddHost("dc1.example.test", {"192.0.2.10"});
-    UseDns(dns);
-    QARN::APIResponse response = CallEntry(
-        PrepareTestIP_v1, ParseJson(R"({"dc_ips": "192.0.2.10,dc1.example.test,192.0.2.11"})"));
-    ASSERT_TRUE(response.IsSuccess()) << response.ToJson().toStyledString();
-    EXPECT_EQ(response.GetData(), ParseJson(R"({"test_ip": ["192.0.2.10", "192.0.2.11"]})"));
-}
-
-TEST(PrepareTestIP, UnresolvedNamesAreListed) {
-    DnsServer dns("example.test");
-    UseDns(dns);
-    QARN::APIResponse response = CallEntry(
-        PrepareTestIP_v1, ParseJson(R"({"dc_ips": "dc1.example.test,dc2.example.test"})"));
-    EXPECT_EQ(response.GetErrorCode(), kTestAddressNotResolved);
-    EXPECT_EQ(response.GetData(), ParseJson(R"({"info": {"unresolved_fqdn": ["dc1.example.test",
-                            "dc2.example.test"], "isPlural": true},
-                            "isPlural": false, "level": 0})"));
-}
-
-TEST(PrepareTestIP, UnreachableDNSServer) {
-    Sandbox::WriteFile("/etc/resolv.conf", "nameserver 127.0.0.9\n");
-    QARN::APIResponse response =
-        CallEntry(PrepareTestIP_v1, ParseJson(R"({"dc_ips": "dc1.example.test"})"));
-    EXPECT_EQ(response.GetErrorCode(), kDNSServerUnreachable);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Cases, DomainAnswerTest,
+    testing::Values(
+        AnswerCase{"DomainNameAnsweredAtOnce", kCheck, "user",
+                   R"({"server_address": "corp.example.test", "server_type": "domain"})", kRealm, 0,
+                   R"({"server_address": "corp.example.test"})", ""},
+        AnswerCase{"RealmOfTheAddress", kCheck, "user",
+                   R"({"server_address": "192.0.2.10", "server_type": "domain"})", kRealm, 0,
+                   kRealmOf10, kInfoOf10},
+        AnswerCase{"NameResolvedBeforeTheQuery", kCheck, "user",
+                   R"({"server_address": "dc1.example.test", "server_type": "ldap"})", kRealm, 0,
+                   kRealmOf10, kInfoOf10},
+        AnswerCase{"UnreachableAddress", kCheck, "user",
+                   R"({"server_address": "192.0.2.10", "server_type": "domain"})", "exit 1", 1108,
+                   "null", kInfoOf10},
+        AnswerCase{"UnreachableName", kCheck, "user",
+                   R"({"server_address": "ldap.example.test", "server_type": "ldap"})", "exit 1", 0,
+                   R"({"check_address_fail": true})",
+                   "ads info -S ldap.example.test -d0 --option=name resolve order=host\n"},
+        AnswerCase{"ServerTypeMissing", kCheck, "user", R"({"server_address": "x"})", "exit 1", 501,
+                   "null", ""},
+        AnswerCase{"NoControllerJoined", kPrepare, "ads", R"({"server_address": "example.test"})",
+                   "exit 1", 2002, kBareError, "lookup pdc -d0\n"},
+        AnswerCase{"NoControllerNotJoined", kPrepare, "user",
+                   R"({"server_address": "example.test"})", "exit 1", 1121, kBareError, ""},
+        AnswerCase{"SRVRecordsOfTheDomain", kPrepare, "user",
+                   R"({"server_address": "srv.example.test"})", "exit 1", 0,
+                   R"({"test_ip": ["192.0.2.10"]})", ""},
+        AnswerCase{"AddressesPassNamesResolve", kPrepare, "user",
+                   R"({"dc_ips": "192.0.2.10,dc1.example.test,192.0.2.11"})", "exit 1", 0,
+                   R"({"test_ip": ["192.0.2.10", "192.0.2.11"]})", ""},
+        AnswerCase{"UnresolvedNames", kPrepare, "user",
+                   R"({"dc_ips": "dc1.example.test,dc8.test,dc9.test"})", "exit 1", 1009,
+                   R"({"info": {"unresolved_fqdn": ["dc8.test", "dc9.test"], "isPlural": true},
+                       "isPlural": false, "level": 0})",
+                   ""},
+        AnswerCase{
+            "OneUnresolvedName", kPrepare, "user", R"({"dc_ips": "dc9.test"})", "exit 1", 1009,
+            R"({"info": {"unresolved_fqdn": ["dc9.test"]}, "isPlural": false, "level": 0})", ""},
+        AnswerCase{"UnreachableDNSServer", kPrepare, "user", R"({"dc_ips": "dc1.example.test"})",
+                   "exit 1", 1008, kBareError, "", false}),
+    [](const testing::TestParamInfo<AnswerCase>& info) { return info.param.name; });
 
 }  // namespace
