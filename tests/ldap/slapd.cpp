@@ -27,7 +27,7 @@ bool Slapd::Start(const std::vector<std::string>& options) {
     char dir[] = "/tmp/slapd-XXXXXX";
     if (!mkdtemp(dir)) return false;
     dir_ = dir;
-    std::vector<std::string> argv = {"/bin/bash", kScript, "start", dir_, "--quiet"};
+    std::vector<std::string> argv = {"/bin/bash", kScript, "start", dir_};
     argv.insert(argv.end(), options.begin(), options.end());
     if (Sandbox::Run(argv) != 0) {
         Stop();

@@ -20,7 +20,7 @@ class Slapd {
     // Stops the instance and removes its directory.
     void Stop();
 
-    // A setting of the instance (LDAP_PORT, BIND_DN, CA_CERT, USERS_COUNT, ...); "" when absent.
+    // A setting of the instance (LDAP_PORT, BIND_DN, CLIENT_CERT, USERS_COUNT, ...); "" when absent.
     std::string Get(const std::string& key) const;
     // The lines of one of its expectation files (user_id_type, group_name_dup, ...).
     std::vector<std::string> Expect(const std::string& name) const;
