@@ -68,14 +68,6 @@ Json::Value List(const std::vector<std::string>& items) {
     return list;
 }
 
-std::vector<std::string> Without(std::vector<std::string> items, std::set<std::string> drop) {
-    std::vector<std::string> kept;
-    for (const std::string& item : items) {
-        if (!drop.count(item)) kept.push_back(item);
-    }
-    return kept;
-}
-
 class LDAPChecks : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
@@ -95,18 +87,6 @@ class LDAPChecks : public ::testing::Test {
         Sandbox::Remove("/tmp/LDAP_result_group.json");
     }
 };
-
-void ExpectError(const QARN::APIResponse& response, int code, const Json::Value& details) {
-    EXPECT_FALSE(response.IsSuccess());
-    EXPECT_EQ(code, response.GetErrorCode());
-    EXPECT_EQ(details, response.GetData()) << response.GetData().toStyledString();
-}
-
-void ExpectSuccess(const QARN::APIResponse& response, const Json::Value& data = Json::Value()) {
-    EXPECT_TRUE(response.IsSuccess())
-        << response.GetErrorCode() << " " << response.GetData().toStyledString();
-    EXPECT_EQ(data, response.GetData());
-}
 
 // --- frame --------------------------------------------------------------------------------------
 
@@ -174,14 +154,9 @@ TEST_F(LDAPChecks, ServerAddress) {
         Json::Value params;
         params["server_address"] = c.address;
         params["dns"] = DnsServer::kAddress;
-        QARN::APIResponse response = CallEntry(CheckLDAPServerAddress_v1, params);
-        if (c.code == 0) {
-            Json::Value expected;
-            expected["server_address"] = c.probed;
-            ExpectSuccess(response, expected);
-        } else {
-            ExpectError(response, c.code, Json::Value());
-        }
+        Json::Value expected;
+        if (c.probed) expected["server_address"] = c.probed;
+        ExpectAnswer(CallEntry(CheckLDAPServerAddress_v1, params), c.code, expected);
     }
 }
 
@@ -228,9 +203,9 @@ TEST_F(LDAPChecks, AuthInfo) {
         if (c.code == 0) {
             Json::Value expected;
             expected["bind_dn"] = c.server.Get("BIND_DN");
-            ExpectSuccess(response, expected);
+            ExpectAnswer(response, 0, expected);
         } else if (*c.details) {
-            ExpectError(response, c.code, ParseJson(c.details));
+            ExpectAnswer(response, c.code, ParseJson(c.details));
         } else {
             EXPECT_EQ(c.code, response.GetErrorCode());
         }
@@ -249,7 +224,7 @@ TEST_F(LDAPChecks, ProfileFitsAndIsCached) {
         Json::Value params = Params(server, type);
         Json::Value expected;
         expected["profile_rules"] = DefaultRules();
-        ExpectSuccess(CallEntry(CheckLDAPProfile_v1, params), expected);
+        ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 0, expected);
         Json::Value cache =
             ParseJson(Sandbox::ReadFile(std::string("/tmp/LDAP_result_") + type + ".json"));
         EXPECT_EQ(1, cache["server_type"].asInt());
@@ -275,7 +250,7 @@ TEST_F(LDAPChecks, ProfileCustomized) {
     Json::Value expected;
     expected["name"] = "customized";
     expected["profile_rules"] = rules;  // edited in place, nothing added
-    ExpectSuccess(CallEntry(CheckLDAPProfile_v1, params), expected);
+    ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 0, expected);
     Json::Value cache = ParseJson(Sandbox::ReadFile("/tmp/LDAP_result_user.json"));
     EXPECT_TRUE(cache["skip_id_type_check"].asBool());
     EXPECT_EQ("uid", cache["attribute"]["name"].asString());
@@ -285,7 +260,7 @@ TEST_F(LDAPChecks, ProfileMismatch) {
     Json::Value params = Params(QarnServer(), "group");
     params["modify_group_profile"] = true;
     params["profile_group_gid_number"] = "gid";
-    ExpectError(CallEntry(CheckLDAPProfile_v1, params), 1041, ParseJson(R"j({
+    ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 1041, ParseJson(R"j({
         "data": {"profile_group_filter": "(objectClass=posixGroup)", "profile_group_cn": "cn",
                  "profile_group_gid_number": "gid"},
         "level": 1, "params": {"modify_group_profile": true}})j"));
@@ -302,7 +277,7 @@ TEST_F(LDAPChecks, ProfileMismatch) {
     params = Params(QarnServer(), "any");
     EXPECT_EQ(1041, CallEntry(CheckLDAPProfile_v1, params).GetErrorCode());
     params["type"] = "../../etc/passwd";
-    ExpectError(CallEntry(CheckLDAPProfile_v1, params), 1, Json::Value());
+    ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 1, Json::Value());
 }
 
 // --- entries ------------------------------------------------------------------------------------
@@ -334,32 +309,29 @@ TEST_F(LDAPChecks, EntryChecksListTheTroublesomeEntries) {
         expected["info"]["list"] = List(server.Expect(c.expectation));
         ASSERT_LE(2u, expected["info"]["list"].size()) << c.expectation;
         if (c.code == 1046 || c.code == 1051) expected["isPlural"] = true;
-        ExpectError(CallEntry(c.entry, Params(server, c.type)), c.code, expected);
+        ExpectAnswer(CallEntry(c.entry, Params(server, c.type)), c.code, expected);
     }
 }
 
 TEST_F(LDAPChecks, DuplicatesOnTheOwnServer) {
     const Slapd& server = QarnServer();
-    std::vector<std::string> users = Without(server.Expect("user_name_dup"), {"admin"});
-    std::vector<std::string> groups =
-        Without(server.Expect("group_name_dup"), {"users", "administrators"});
-    ASSERT_EQ(2u, users.size());  // root, daemon
+    // The platform's own "admin", "users" and "administrators" are no clash there.
     QARN::APIResponse response = CallEntry(CheckLDAPUserNameDup_v1, Params(server));
     EXPECT_EQ(1043, response.GetErrorCode());
-    EXPECT_EQ(List(users), response.GetData()["info"]["list"]);
+    EXPECT_EQ(StringArray({"root", "daemon"}), response.GetData()["info"]["list"]);
     response = CallEntry(CheckLDAPGroupNameDup_v1, Params(server, "group"));
     EXPECT_EQ(1048, response.GetErrorCode());
-    EXPECT_EQ(List(groups), response.GetData()["info"]["list"]);
+    EXPECT_EQ(StringArray({"root", "daemon"}), response.GetData()["info"]["list"]);
 
     Sandbox::WriteFile("/etc/passwd", "admin:x:1024:100::/:/bin/sh\n");  // one ID duplicate
     response = CallEntry(CheckLDAPUserIdDup_v1, Params(server));
-    EXPECT_EQ(List({server.Get("ADMIN_DN")}), response.GetData()["info"]["list"]);
+    EXPECT_EQ(StringArray({server.Get("ADMIN_DN").c_str()}), response.GetData()["info"]["list"]);
     EXPECT_FALSE(response.GetData()["isPlural"].asBool());
 
     Json::Value params = Params(server);
     params["enable_idmap"] = "true";
     params["type"] = Json::Value(Json::objectValue);  // not even read
-    ExpectSuccess(CallEntry(CheckLDAPUserIdDup_v1, params));
+    ExpectAnswer(CallEntry(CheckLDAPUserIdDup_v1, params), 0, Json::Value());
     params["type"] = "user";
     for (const Json::Value& off : {Json::Value("yes"), Json::Value(1), Json::Value(false)}) {
         params["enable_idmap"] = off;
@@ -373,16 +345,16 @@ TEST_F(LDAPChecks, SambaNTPasswordAndSchema) {
     expected["params"]["forced_get_data"] = true;
     expected["info"]["list"] = List(QarnServer().Expect("user_ntpwd"));
     Json::Value params = Params(QarnServer(), "group");  // always the users
-    ExpectError(CallEntry(CheckLDAPSambaNTPwd_v1, params), 1053, expected);
+    ExpectAnswer(CallEntry(CheckLDAPSambaNTPwd_v1, params), 1053, expected);
     params["enable_cifs_pam"] = true;
-    ExpectSuccess(CallEntry(CheckLDAPSambaNTPwd_v1, params));
+    ExpectAnswer(CallEntry(CheckLDAPSambaNTPwd_v1, params), 0, Json::Value());
 
-    ExpectSuccess(CallEntry(CheckLDAPSambaSchema_v1, Params(QarnServer())));
-    ExpectError(CallEntry(CheckLDAPSambaSchema_v1, Params(PlainServer())), 1052,
-                ParseJson(R"j({"ldap_errcode": 0, "level": 1})j"));
+    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, Params(QarnServer())), 0, Json::Value());
+    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, Params(PlainServer())), 1052,
+                 ParseJson(R"j({"ldap_errcode": 0, "level": 1})j"));
     params = Params(PlainServer());
     params["enable_cifs_pam"] = "true";
-    ExpectSuccess(CallEntry(CheckLDAPSambaSchema_v1, params));
+    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, params), 0, Json::Value());
 }
 
 TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
@@ -398,13 +370,13 @@ TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
     params["server_address"] = "127.0.0.1:1";
     params["modify_user_profile"] = false;
     params["forced_get_data"] = false;
-    ExpectSuccess(CallEntry(CheckLDAPUserIdType_v1, params));
+    ExpectAnswer(CallEntry(CheckLDAPUserIdType_v1, params), 0, Json::Value());
     EXPECT_EQ(1042, CallEntry(CheckLDAPUserNameEmpty_v1, params).GetErrorCode());
     EXPECT_EQ(1053, CallEntry(CheckLDAPSambaNTPwd_v1, params).GetErrorCode());
     // A fresh query is asked for: the server's failure is answered.
     params["forced_get_data"] = true;
-    ExpectError(CallEntry(CheckLDAPUserIdType_v1, params), 4,
-                ParseJson(R"j({"ldap_errcode": 81, "level": 0})j"));
+    ExpectAnswer(CallEntry(CheckLDAPUserIdType_v1, params), 4,
+                 ParseJson(R"j({"ldap_errcode": 81, "level": 0})j"));
     // No cache for the groups: a live query too.
     params["type"] = "group";
     params["forced_get_data"] = false;
@@ -413,8 +385,9 @@ TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
     Sandbox::WriteFile("/tmp/LDAP_result_group.json", R"j({"group": [{"dn": "cn=x", "cn": "users"}],
         "attribute": {"name": "cn", "id": "gidNumber"}, "server_type": "1",
         "skip_id_type_check": "yes"})j");
-    EXPECT_EQ(List({"cn=x"}), CallEntry(CheckLDAPGroupIdType_v1, params).GetData()["info"]["list"]);
-    EXPECT_EQ(List({"users"}),
+    EXPECT_EQ(StringArray({"cn=x"}),
+              CallEntry(CheckLDAPGroupIdType_v1, params).GetData()["info"]["list"]);
+    EXPECT_EQ(StringArray({"users"}),
               CallEntry(CheckLDAPGroupNameDup_v1, params).GetData()["info"]["list"]);
 }
 
@@ -432,7 +405,7 @@ TEST_F(LDAPChecks, CleanDirectoryPasses) {
     for (QARN::APIEntryFunction entry :
          {CheckLDAPUserNameEmpty_v1, CheckLDAPUserIdEmpty_v1, CheckLDAPUserIdType_v1,
           CheckLDAPUserNameDup_v1, CheckLDAPUserIdDup_v1}) {
-        ExpectSuccess(CallEntry(entry, params));
+        ExpectAnswer(CallEntry(entry, params), 0, Json::Value());
     }
 }
 

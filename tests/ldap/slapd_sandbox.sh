@@ -92,7 +92,7 @@ random_free_port() {
 }
 
 is_our_slapd() {
-    [[ -r /proc/$2/cmdline ]] && tr '\0' ' ' <"/proc/$2/cmdline" | grep -qF "$1/slapd.conf"
+    tr '\0' ' ' 2>/dev/null <"/proc/$2/cmdline" | grep -qF "$1/slapd.conf"
 }
 
 # Starts slapd; 0 once it answers (13 with --require-tls counts), 1 when it did not come up.

@@ -14,12 +14,6 @@ namespace {
 const char kCheckListDirectory[] = "/usr/qarn/etc.defaults/directory/checklist/";
 const char kLastTestFile[] = "/usr/qarn/etc/directory/last_test";
 
-void ExpectAnswer(const QARN::APIResponse& response, int code, const Json::Value& data) {
-    ASSERT_TRUE(response.IsAnswered());
-    EXPECT_EQ(response.GetErrorCode(), code);
-    EXPECT_EQ(response.GetData(), data);
-}
-
 Json::Value Param(const char* name, const Json::Value& value) {
     Json::Value params(Json::objectValue);
     params[name] = value;

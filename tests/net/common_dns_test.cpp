@@ -10,12 +10,6 @@ namespace {
 
 const char kDomain[] = "ex.test";
 
-void ExpectAnswer(const QARN::APIResponse& response, int code, const Json::Value& data) {
-    ASSERT_TRUE(response.IsAnswered());
-    EXPECT_EQ(response.GetErrorCode(), code);
-    EXPECT_EQ(response.GetData(), data);
-}
-
 void Join(const std::string& security = "ads") {
     Sandbox::WriteFile("/etc/samba/smb.conf",
                        "[global]\nsecurity = " + security + "\nrealm = EX.TEST\n");
