@@ -29,20 +29,6 @@ const char kGroup[] =
     "administrators:x:101:\n";
 const char kConf[] = "/usr/qarn/etc/openldap/ldap.conf";
 
-// The platform layout (server type 1) on the standard ports, and a plain OpenLDAP (type 3).
-const Slapd& QarnServer() {
-    return Slapd::Shared({"--ldap-port", "389", "--ldaps-port", "636"});
-}
-const Slapd& PlainServer() {
-    return Slapd::Shared({"--layout", "plain", "--no-samba"});
-}
-const Slapd& TLSOnlyServer() {
-    return Slapd::Shared({"--layout", "plain", "--require-tls"});
-}
-const Slapd& ClientCertServer() {
-    return Slapd::Shared({"--verify-client", "demand"});
-}
-
 Json::Value DefaultRules() {
     return ParseJson(R"j([
         {"category": "filter", "attribute": "passwd", "target": "(objectClass=posixAccount)"},
@@ -130,7 +116,7 @@ TEST(LDAPTestHandlerFrame, LocalAccounts) {
 // --- server address -----------------------------------------------------------------------------
 
 TEST_F(LDAPChecks, ServerAddress) {
-    QarnServer();     // LDAP and LDAPS on 127.0.0.1
+    Slapd::Qarn();    // LDAP and LDAPS on 127.0.0.1
     Slapd ldapsOnly;  // nothing on port 389 of 127.0.0.6
     ASSERT_TRUE(ldapsOnly.Start({"--host", "127.0.0.6", "--ldap-port", "1389", "--ldaps-port",
                                  "636", "--certs", Slapd::SharedCertificates()}));
@@ -171,25 +157,25 @@ TEST_F(LDAPChecks, AuthInfo) {
         int code;
         const char* details;
     } cases[] = {
-        {QarnServer(), R"({"bind_dn": "ldapbind"})", 0, ""},    // uid=NAME,cn=users,BASE
-        {QarnServer(), R"({"server_address": "::1"})", 0, ""},  // IPv6 goes in brackets
-        {QarnServer(), R"({"server_address": "127.0.0.1", "encryption": "ssl"})", 0, ""},
-        {QarnServer(), R"({"server_address": "127.0.0.1", "encryption": "start_tls"})", 0, ""},
-        {QarnServer(), R"({"bind_pw": "wrong"})", 1030, R"({"ldap_errcode": 49, "level": 0})"},
-        {QarnServer(), R"({"server_address": "127.0.0.1:1"})", 1030,
+        {Slapd::Qarn(), R"({"bind_dn": "ldapbind"})", 0, ""},    // uid=NAME,cn=users,BASE
+        {Slapd::Qarn(), R"({"server_address": "::1"})", 0, ""},  // IPv6 goes in brackets
+        {Slapd::Qarn(), R"({"server_address": "127.0.0.1", "encryption": "ssl"})", 0, ""},
+        {Slapd::Qarn(), R"({"server_address": "127.0.0.1", "encryption": "start_tls"})", 0, ""},
+        {Slapd::Qarn(), R"({"bind_pw": "wrong"})", 1030, R"({"ldap_errcode": 49, "level": 0})"},
+        {Slapd::Qarn(), R"({"server_address": "127.0.0.1:1"})", 1030,
          R"({"ldap_errcode": 81, "level": 0})"},
-        {QarnServer(), R"({"encryption": "bogus"})", 4, "null"},
-        {QarnServer(), R"({"server_address": ""})", 1, "null"},
-        {QarnServer(), R"({"base_dn": ""})", 1, "null"},
-        {QarnServer(), R"({"encryption": ""})", 1, "null"},
-        {QarnServer(), R"({"bind_dn": ""})", 1, "null"},
-        {QarnServer(), R"({"bind_pw": ""})", 1, "null"},
-        {TLSOnlyServer(), "{}", 1054,
+        {Slapd::Qarn(), R"({"encryption": "bogus"})", 4, "null"},
+        {Slapd::Qarn(), R"({"server_address": ""})", 1, "null"},
+        {Slapd::Qarn(), R"({"base_dn": ""})", 1, "null"},
+        {Slapd::Qarn(), R"({"encryption": ""})", 1, "null"},
+        {Slapd::Qarn(), R"({"bind_dn": ""})", 1, "null"},
+        {Slapd::Qarn(), R"({"bind_pw": ""})", 1, "null"},
+        {Slapd::TLSOnly(), "{}", 1054,
          R"({"ldap_errcode": 13, "level": 0, "data": {"encryption": "start_tls"}})"},
-        {TLSOnlyServer(), R"({"encryption": "start_tls"})", 0, ""},
-        {ClientCertServer(), R"({"server_address": "ldaps", "encryption": "ssl"})", 1030, ""},
+        {Slapd::TLSOnly(), R"({"encryption": "start_tls"})", 0, ""},
+        {Slapd::ClientCert(), R"({"server_address": "ldaps", "encryption": "ssl"})", 1030, ""},
         // A bind name is used unchanged with a client certificate.
-        {ClientCertServer(),
+        {Slapd::ClientCert(),
          R"({"server_address": "ldaps", "encryption": "ssl", "enable_client_certificate": true})",
          0, ""},
     };
@@ -219,7 +205,7 @@ TEST_F(LDAPChecks, AuthInfo) {
 // --- profile ------------------------------------------------------------------------------------
 
 TEST_F(LDAPChecks, ProfileFitsAndIsCached) {
-    const Slapd& server = QarnServer();
+    const Slapd& server = Slapd::Qarn();
     for (const char* type : {"user", "group"}) {
         Json::Value params = Params(server, type);
         Json::Value expected;
@@ -237,7 +223,7 @@ TEST_F(LDAPChecks, ProfileFitsAndIsCached) {
 }
 
 TEST_F(LDAPChecks, ProfileCustomized) {
-    Json::Value params = Params(QarnServer());
+    Json::Value params = Params(Slapd::Qarn());
     params["profile_rules"] = ConcatJsonArray(
         ParseJson(R"j([{"attribute": "uid", "target": "login"}])j"), DefaultRules());
     params["modify_user_profile"] = true;
@@ -257,7 +243,7 @@ TEST_F(LDAPChecks, ProfileCustomized) {
 }
 
 TEST_F(LDAPChecks, ProfileMismatch) {
-    Json::Value params = Params(QarnServer(), "group");
+    Json::Value params = Params(Slapd::Qarn(), "group");
     params["modify_group_profile"] = true;
     params["profile_group_gid_number"] = "gid";
     ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 1041, ParseJson(R"j({
@@ -266,7 +252,7 @@ TEST_F(LDAPChecks, ProfileMismatch) {
         "level": 1, "params": {"modify_group_profile": true}})j"));
     EXPECT_FALSE(Sandbox::Exists("/tmp/LDAP_result_group.json"));
 
-    params = Params(QarnServer());
+    params = Params(Slapd::Qarn());
     params["bind_pw"] = "wrong";
     QARN::APIResponse response = CallEntry(CheckLDAPProfile_v1, params);
     EXPECT_EQ(1040, response.GetErrorCode());
@@ -274,7 +260,7 @@ TEST_F(LDAPChecks, ProfileMismatch) {
     EXPECT_EQ(0, response.GetData()["level"].asInt());
     EXPECT_TRUE(response.GetData()["params"]["modify_user_profile"].asBool());
 
-    params = Params(QarnServer(), "any");
+    params = Params(Slapd::Qarn(), "any");
     EXPECT_EQ(1041, CallEntry(CheckLDAPProfile_v1, params).GetErrorCode());
     params["type"] = "../../etc/passwd";
     ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 1, Json::Value());
@@ -300,7 +286,7 @@ TEST_F(LDAPChecks, EntryChecksListTheTroublesomeEntries) {
         {CheckLDAPGroupIdType_v1, "group", "group_id_type", 1050},
         {CheckLDAPGroupIdDup_v1, "group", "group_id_dup", 1051},
     };
-    const Slapd& server = PlainServer();  // another OpenLDAP: "admin" and "users" clash too
+    const Slapd& server = Slapd::Plain();  // another OpenLDAP: "admin" and "users" clash too
     for (const auto& c : cases) {
         Json::Value expected;
         expected["level"] = 1;
@@ -314,7 +300,7 @@ TEST_F(LDAPChecks, EntryChecksListTheTroublesomeEntries) {
 }
 
 TEST_F(LDAPChecks, DuplicatesOnTheOwnServer) {
-    const Slapd& server = QarnServer();
+    const Slapd& server = Slapd::Qarn();
     // The platform's own "admin", "users" and "administrators" are no clash there.
     QARN::APIResponse response = CallEntry(CheckLDAPUserNameDup_v1, Params(server));
     EXPECT_EQ(1043, response.GetErrorCode());
@@ -343,16 +329,16 @@ TEST_F(LDAPChecks, SambaNTPasswordAndSchema) {
     Json::Value expected;
     expected["level"] = 1;
     expected["params"]["forced_get_data"] = true;
-    expected["info"]["list"] = List(QarnServer().Expect("user_ntpwd"));
-    Json::Value params = Params(QarnServer(), "group");  // always the users
+    expected["info"]["list"] = List(Slapd::Qarn().Expect("user_ntpwd"));
+    Json::Value params = Params(Slapd::Qarn(), "group");  // always the users
     ExpectAnswer(CallEntry(CheckLDAPSambaNTPwd_v1, params), 1053, expected);
     params["enable_cifs_pam"] = true;
     ExpectAnswer(CallEntry(CheckLDAPSambaNTPwd_v1, params), 0, Json::Value());
 
-    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, Params(QarnServer())), 0, Json::Value());
-    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, Params(PlainServer())), 1052,
+    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, Params(Slapd::Qarn())), 0, Json::Value());
+    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, Params(Slapd::Plain())), 1052,
                  ParseJson(R"j({"ldap_errcode": 0, "level": 1})j"));
-    params = Params(PlainServer());
+    params = Params(Slapd::Plain());
     params["enable_cifs_pam"] = "true";
     ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, params), 0, Json::Value());
 }

@@ -39,29 +39,6 @@ const std::string& Certificates() {
     return Slapd::SharedCertificates();
 }
 
-const Slapd& Server(const std::vector<std::string>& options) {
-    const Slapd& server = Slapd::Shared(options);
-    EXPECT_FALSE(server.Get("PID").empty()) << "slapd did not start";
-    return server;
-}
-
-// This platform's directory layout on the standard ports; only bound clients read entries.
-const Slapd& QarnServer() {
-    return Server({"--ldap-port", "389", "--ldaps-port", "636"});
-}
-// Plain layout that requires a protected connection ("security ssf=128").
-const Slapd& TLSOnlyServer() {
-    return Server({"--layout", "plain", "--require-tls"});
-}
-// Demands a client certificate.
-const Slapd& ClientCertServer() {
-    return Server({"--verify-client", "demand"});
-}
-// Plain layout, anonymous read, 5000 bulk users and 1000 bulk groups.
-const Slapd& BigServer() {
-    return Server({"--layout", "plain", "--anon-read", "--users", "5000", "--groups", "1000"});
-}
-
 using Entry = std::vector<std::pair<std::string, std::string>>;
 
 struct Outcome {
@@ -225,7 +202,7 @@ TEST(LDAPSearchRecords, BadArgumentsAreRecorded) {
 // --- bind and TLS -------------------------------------------------------------------------------
 
 TEST_F(LDAPLibrary, BindAndOneEntry) {
-    Query q = Bound(QarnServer());
+    Query q = Bound(Slapd::Qarn());
     q.attrs = {"dn"};
     q.oneEntry = 1;
     Outcome out = Search(q);
@@ -249,14 +226,14 @@ TEST_F(LDAPLibrary, FailedStepsGiveTheirLDAPCode) {
         int status;
         int lastError;
     } cases[] = {
-        {QarnServer(), "", "", "wrong", "dc=example,dc=com", nullptr, 49, QARN_LDAP_ERR_BIND},
-        {QarnServer(), "", "uid=nobody,cn=users,dc=example,dc=com", "bindpw", "dc=example,dc=com",
+        {Slapd::Qarn(), "", "", "wrong", "dc=example,dc=com", nullptr, 49, QARN_LDAP_ERR_BIND},
+        {Slapd::Qarn(), "", "uid=nobody,cn=users,dc=example,dc=com", "bindpw", "dc=example,dc=com",
          nullptr, 49, QARN_LDAP_ERR_BIND},
-        {TLSOnlyServer(), "", "", "bindpw", "dc=example,dc=com", nullptr, 13, QARN_LDAP_ERR_BIND},
-        {QarnServer(), "127.0.0.1:1", "", "bindpw", "dc=example,dc=com", nullptr, 81,
+        {Slapd::TLSOnly(), "", "", "bindpw", "dc=example,dc=com", nullptr, 13, QARN_LDAP_ERR_BIND},
+        {Slapd::Qarn(), "127.0.0.1:1", "", "bindpw", "dc=example,dc=com", nullptr, 81,
          QARN_LDAP_ERR_CONNECT},
-        {QarnServer(), "", "", "bindpw", "dc=missing,dc=com", nullptr, 32, QARN_LDAP_ERR_SEARCH},
-        {QarnServer(), "", "", "bindpw", "dc=example,dc=com", "(uid=unclosed", 87,
+        {Slapd::Qarn(), "", "", "bindpw", "dc=missing,dc=com", nullptr, 32, QARN_LDAP_ERR_SEARCH},
+        {Slapd::Qarn(), "", "", "bindpw", "dc=example,dc=com", "(uid=unclosed", 87,
          QARN_LDAP_ERR_SEARCH},
     };
     for (const auto& c : cases) {
@@ -283,16 +260,16 @@ TEST_F(LDAPLibrary, AddressesAndEncryption) {
         const char* address;  // "" for the server's plain, "ldaps" for its LDAPS listener
         int tls;
     } cases[] = {
-        {TLSOnlyServer(), "", QARN_LDAP_TLS_START_TLS},
-        {QarnServer(), "ldaps", QARN_LDAP_TLS_SSL},
-        {QarnServer(), "127.0.0.1", QARN_LDAP_TLS_SSL},
-        {QarnServer(), "127.0.0.1", QARN_LDAP_TLS_NONE},
-        {QarnServer(), "127.0.0.1", QARN_LDAP_TLS_START_TLS},
-        {QarnServer(), "ldaps://127.0.0.1:636", QARN_LDAP_TLS_SSL},
-        {QarnServer(), "[::1]", QARN_LDAP_TLS_NONE},
-        {QarnServer(), "::1", QARN_LDAP_TLS_NONE},
-        {QarnServer(), "[::1]:389", QARN_LDAP_TLS_NONE},
-        {QarnServer(), "[::1]", QARN_LDAP_TLS_SSL},
+        {Slapd::TLSOnly(), "", QARN_LDAP_TLS_START_TLS},
+        {Slapd::Qarn(), "ldaps", QARN_LDAP_TLS_SSL},
+        {Slapd::Qarn(), "127.0.0.1", QARN_LDAP_TLS_SSL},
+        {Slapd::Qarn(), "127.0.0.1", QARN_LDAP_TLS_NONE},
+        {Slapd::Qarn(), "127.0.0.1", QARN_LDAP_TLS_START_TLS},
+        {Slapd::Qarn(), "ldaps://127.0.0.1:636", QARN_LDAP_TLS_SSL},
+        {Slapd::Qarn(), "[::1]", QARN_LDAP_TLS_NONE},
+        {Slapd::Qarn(), "::1", QARN_LDAP_TLS_NONE},
+        {Slapd::Qarn(), "[::1]:389", QARN_LDAP_TLS_NONE},
+        {Slapd::Qarn(), "[::1]", QARN_LDAP_TLS_SSL},
     };
     for (const auto& c : cases) {
         Query q = Bound(c.server);
@@ -310,15 +287,15 @@ TEST_F(LDAPLibrary, AddressesAndEncryption) {
 }
 
 TEST_F(LDAPLibrary, ServerCertificateIsVerified) {
-    Query q = Bound(QarnServer());
-    q.server = QarnServer().LDAPSAddress();
+    Query q = Bound(Slapd::Qarn());
+    q.server = Slapd::Qarn().LDAPSAddress();
     q.tls = QARN_LDAP_TLS_SSL;
     WritePlatformConf(OtherCA() + "/ca.crt");  // a CA that did not sign the server
     Outcome out = Search(q);
     EXPECT_EQ(0, out.initRc);
     EXPECT_TRUE(out.status == 81 || out.status == 91) << out.status;
     q.tls = QARN_LDAP_TLS_START_TLS;
-    q.server = QarnServer().Address();
+    q.server = Slapd::Qarn().Address();
     out = Search(q);
     EXPECT_TRUE(out.status == 81 || out.status == 91) << out.status;
 
@@ -326,8 +303,14 @@ TEST_F(LDAPLibrary, ServerCertificateIsVerified) {
     EXPECT_EQ(0, Search(q).status);
 }
 
+// Sets the platform configuration's client certificate and key; back to the defaults when reset.
+void SetClientCertificate(const std::string& cert, const std::string& key, int reset = 0) {
+    ASSERT_EQ(0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_CERT", cert.c_str(), reset));
+    ASSERT_EQ(0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_KEY", key.c_str(), reset));
+}
+
 TEST_F(LDAPLibrary, ClientCertificate) {
-    const Slapd& server = ClientCertServer();
+    const Slapd& server = Slapd::ClientCert();
     Query q = Bound(server);
     q.server = server.LDAPSAddress();
     q.tls = QARN_LDAP_TLS_SSL;
@@ -338,10 +321,7 @@ TEST_F(LDAPLibrary, ClientCertificate) {
     EXPECT_NE(0, out.status);  // the server demands a certificate
     EXPECT_TRUE(out.entries.empty());
 
-    ASSERT_EQ(
-        0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_CERT", server.Get("CLIENT_CERT").c_str(), 0));
-    ASSERT_EQ(0,
-              QARNLDAPConfSetOne(kConf, kDefaults, "TLS_KEY", server.Get("CLIENT_KEY").c_str(), 0));
+    SetClientCertificate(server.Get("CLIENT_CERT"), server.Get("CLIENT_KEY"));
     out = Search(q);
     EXPECT_EQ(0, out.initRc);
     EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
@@ -352,15 +332,13 @@ TEST_F(LDAPLibrary, ClientCertificate) {
     EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
 
     // Back to the defaults: the certificate lines go, and the server refuses again.
-    ASSERT_EQ(0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_CERT", "ignored", 1));
-    ASSERT_EQ(0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_KEY", "ignored", 1));
+    SetClientCertificate("ignored", "ignored", 1);
     EXPECT_EQ(std::string::npos, Sandbox::ReadFile(kConf).find("TLS_CERT "));
     EXPECT_EQ(std::string::npos, Sandbox::ReadFile(kConf).find("TLS_KEY"));
     EXPECT_NE(0, Search(q).status);
 
     // A certificate file that is missing: nothing can be tried.
-    ASSERT_EQ(0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_CERT", "/nonexistent.crt", 0));
-    ASSERT_EQ(0, QARNLDAPConfSetOne(kConf, kDefaults, "TLS_KEY", "/nonexistent.key", 0));
+    SetClientCertificate("/nonexistent.crt", "/nonexistent.key");
     out = Search(q);
     EXPECT_LT(out.initRc, 0);
     EXPECT_EQ(QARN_LDAP_ERR_TLS, QLIBCErrGet());
@@ -369,7 +347,7 @@ TEST_F(LDAPLibrary, ClientCertificate) {
 // --- searches -----------------------------------------------------------------------------------
 
 TEST_F(LDAPLibrary, EntriesAsKeyValueBlocks) {
-    const Slapd& server = QarnServer();
+    const Slapd& server = Slapd::Qarn();
     Query q = Bound(server);
     q.filter = "(objectClass=posixAccount)";
     q.attrs = {"dn", "uid", "uidNumber", "sambaNTPassword"};
@@ -438,7 +416,7 @@ TEST_F(LDAPLibrary, OneEntrysPairs) {
           {"sambaSID", "S-1-5-21-1-2-3"}}},
     };
     for (const auto& c : cases) {
-        Query q = Bound(QarnServer());
+        Query q = Bound(Slapd::Qarn());
         q.filter = c.filter;
         q.allocAttrs = c.attrs != std::vector<std::string>{"*"};
         if (q.allocAttrs) q.attrs = c.attrs;
@@ -450,7 +428,7 @@ TEST_F(LDAPLibrary, OneEntrysPairs) {
 
 TEST_F(LDAPLibrary, AnonymousSeesNothingWhereOnlyBoundClientsRead) {
     Query q;
-    q.server = QarnServer().Address();
+    q.server = Slapd::Qarn().Address();
     q.filter = "(objectClass=posixAccount)";
     Outcome out = Search(q);
     EXPECT_EQ(0, out.initRc);
@@ -458,7 +436,7 @@ TEST_F(LDAPLibrary, AnonymousSeesNothingWhereOnlyBoundClientsRead) {
 }
 
 TEST_F(LDAPLibrary, StreamsManyEntriesPageByPage) {
-    const Slapd& server = BigServer();
+    const Slapd& server = Slapd::Big();
     size_t users = std::stoul(server.Get("USERS_COUNT"));
     ASSERT_GT(users, 5000u);
     for (int pageSize : {0, 333}) {
@@ -512,24 +490,24 @@ int Probe(const Slapd& server, int tls, const std::string& password, int* type,
 TEST_F(LDAPLibrary, ServerTypeProbe) {
     int type = 0;
     // The platform's own layout, readable by bound clients only: the probe binds to see it.
-    EXPECT_EQ(0, Probe(QarnServer(), QARN_LDAP_TLS_NONE, "bindpw", &type));
+    EXPECT_EQ(0, Probe(Slapd::Qarn(), QARN_LDAP_TLS_NONE, "bindpw", &type));
     EXPECT_EQ(QARN_LDAP_SERVER_QARN, type);
-    EXPECT_EQ(0,
-              Probe(QarnServer(), QARN_LDAP_TLS_SSL, "bindpw", &type, QarnServer().LDAPSAddress()));
+    EXPECT_EQ(
+        0, Probe(Slapd::Qarn(), QARN_LDAP_TLS_SSL, "bindpw", &type, Slapd::Qarn().LDAPSAddress()));
     EXPECT_EQ(QARN_LDAP_SERVER_QARN, type);
     // Wrong password: the root DSE still tells OpenLDAP, the layout stays hidden.
-    EXPECT_EQ(0, Probe(QarnServer(), QARN_LDAP_TLS_NONE, "wrong", &type));
+    EXPECT_EQ(0, Probe(Slapd::Qarn(), QARN_LDAP_TLS_NONE, "wrong", &type));
     EXPECT_EQ(QARN_LDAP_SERVER_OPENLDAP, type);
     // Another OpenLDAP.
-    EXPECT_EQ(0, Probe(BigServer(), QARN_LDAP_TLS_NONE, "bindpw", &type));
+    EXPECT_EQ(0, Probe(Slapd::Big(), QARN_LDAP_TLS_NONE, "bindpw", &type));
     EXPECT_EQ(QARN_LDAP_SERVER_OPENLDAP, type);
-    EXPECT_EQ(0, Probe(TLSOnlyServer(), QARN_LDAP_TLS_START_TLS, "bindpw", &type));
+    EXPECT_EQ(0, Probe(Slapd::TLSOnly(), QARN_LDAP_TLS_START_TLS, "bindpw", &type));
     EXPECT_EQ(QARN_LDAP_SERVER_OPENLDAP, type);
     // Nothing readable without TLS, and no server at all: failure, the type stays -1.
-    EXPECT_LT(Probe(TLSOnlyServer(), QARN_LDAP_TLS_NONE, "bindpw", &type), 0);
+    EXPECT_LT(Probe(Slapd::TLSOnly(), QARN_LDAP_TLS_NONE, "bindpw", &type), 0);
     EXPECT_EQ(-1, type);
     EXPECT_EQ(QARN_LDAP_ERR_PROBE, QLIBCErrGet());
-    EXPECT_LT(Probe(QarnServer(), QARN_LDAP_TLS_NONE, "bindpw", &type, "127.0.0.1:1"), 0);
+    EXPECT_LT(Probe(Slapd::Qarn(), QARN_LDAP_TLS_NONE, "bindpw", &type, "127.0.0.1:1"), 0);
     EXPECT_EQ(-1, type);
     EXPECT_LT(QARNLDAPBrowserCheckServerType(nullptr), 0);
 }

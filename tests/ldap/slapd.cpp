@@ -102,3 +102,23 @@ const Slapd& Slapd::Shared(const std::vector<std::string>& options) {
     }
     return *instance;
 }
+
+const Slapd& Slapd::Qarn() {
+    return Shared({"--ldap-port", "389", "--ldaps-port", "636"});
+}
+
+const Slapd& Slapd::Plain() {
+    return Shared({"--layout", "plain", "--no-samba"});
+}
+
+const Slapd& Slapd::TLSOnly() {
+    return Shared({"--layout", "plain", "--require-tls"});
+}
+
+const Slapd& Slapd::ClientCert() {
+    return Shared({"--verify-client", "demand"});
+}
+
+const Slapd& Slapd::Big() {
+    return Shared({"--layout", "plain", "--anon-read", "--users", "5000", "--groups", "1000"});
+}

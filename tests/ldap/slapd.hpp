@@ -20,7 +20,8 @@ class Slapd {
     // Stops the instance and removes its directory.
     void Stop();
 
-    // A setting of the instance (LDAP_PORT, BIND_DN, CLIENT_CERT, USERS_COUNT, ...); "" when absent.
+    // A setting of the instance (LDAP_PORT, BIND_DN, CLIENT_CERT, USERS_COUNT, ...); "" when
+    // absent.
     std::string Get(const std::string& key) const;
     // The lines of one of its expectation files (user_id_type, group_name_dup, ...).
     std::vector<std::string> Expect(const std::string& name) const;
@@ -35,10 +36,21 @@ class Slapd {
     static bool MakeCertificates(const std::string& dir);
     // The certificates of the shared instances, made on first use.
     static const std::string& SharedCertificates();
-    // An instance with these options and the shared certificates, started on first use and
-    // stopped when the test process ends.
-    static const Slapd& Shared(const std::vector<std::string>& options);
+    // Instances shared by the tests of a process, with the shared certificates, started on first
+    // use and stopped when the process ends. This platform's layout on the standard ports 389
+    // and 636 (only bound clients read entries):
+    static const Slapd& Qarn();
+    // the plain layout without a sambaDomain entry:
+    static const Slapd& Plain();
+    // the plain layout, requiring a protected connection ("security ssf=128"):
+    static const Slapd& TLSOnly();
+    // demanding a client certificate:
+    static const Slapd& ClientCert();
+    // the plain layout, read anonymously, with 5000 bulk users and 1000 bulk groups:
+    static const Slapd& Big();
 
   private:
+    static const Slapd& Shared(const std::vector<std::string>& options);
+
     std::string dir_;
 };
