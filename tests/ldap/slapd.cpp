@@ -27,7 +27,13 @@ bool Slapd::Start(const std::vector<std::string>& options) {
     char dir[] = "/tmp/slapd-XXXXXX";
     if (!mkdtemp(dir)) return false;
     dir_ = dir;
-    std::vector<std::string> argv = {"/bin/bash", kScript, "start", dir_};
+    // Each instance of the process has ports of its own unless the options name them.
+    static int nextPort = 20000;
+    std::vector<std::string> argv = {"/bin/bash",    kScript,
+                                     "start",        dir_,
+                                     "--ldap-port",  std::to_string(nextPort),
+                                     "--ldaps-port", std::to_string(nextPort + 1)};
+    nextPort += 2;
     argv.insert(argv.end(), options.begin(), options.end());
     if (Sandbox::Run(argv) != 0) {
         Stop();

@@ -10,7 +10,7 @@
 # ou=people / ou=groups), --passwd FILE and --group FILE (the local accounts the expectations
 # are computed against), --users N and --groups N (bulk entries), --no-samba, --require-tls
 # ("security ssf=128"), --verify-client never|allow|demand, --anon-read, --sizelimit N,
-# --host ADDR (repeatable), --ldap-port P with --ldaps-port P (default: random free ports),
+# --host ADDR (repeatable), --ldap-port P and --ldaps-port P (both needed),
 # --certs DIR (made by "certs"; default: new ones).
 #
 # The data and the expectations in DIR/expect/ come from slapd_sandbox_data.awk.
@@ -81,23 +81,13 @@ bracketed() {
     [[ $1 == *:* ]] && echo "[$1]" || echo "$1"
 }
 
-random_free_port() {
-    local port
-    while :; do
-        port=$((20000 + (RANDOM * 32768 + RANDOM) % 40000))
-        awk 'NR > 1 {print $2}' /proc/net/tcp /proc/net/tcp6 2>/dev/null |
-            grep -qi ":$(printf '%04X' "$port")\$" || break
-    done
-    echo "$port"
-}
-
 is_our_slapd() {
     tr '\0' ' ' 2>/dev/null <"/proc/$2/cmdline" | grep -qF "$1/slapd.conf"
 }
 
 # Starts slapd; 0 once it answers (13 with --require-tls counts), 1 when it did not come up.
 launch() {
-    local urls="" host i rc
+    local urls="" host i rc uri="ldap://$(bracketed "${HOSTS[0]}"):$LDAP_PORT"
     for host in "${HOSTS[@]}"; do
         host=$(bracketed "$host")
         urls+="ldap://$host:$LDAP_PORT/ ldaps://$host:$LDAPS_PORT/ "
@@ -105,8 +95,8 @@ launch() {
     "$SLAPD" -f "$DIR/slapd.conf" -h "$urls" -n slapd-sandbox 2>"$DIR/slapd.log" || return 1
     for i in $(seq 1 100); do
         rc=0
-        LDAPCONF=/dev/null LDAPNOINIT=1 ldapsearch -x -H "ldap://$(bracketed "${HOSTS[0]}"):$LDAP_PORT" \
-            -b "" -s base -o nettimeout=2 objectClass >/dev/null 2>&1 || rc=$?
+        LDAPCONF=/dev/null LDAPNOINIT=1 ldapsearch -x -H "$uri" -b "" -s base -o nettimeout=2 \
+            objectClass >/dev/null 2>&1 || rc=$?
         [[ $rc != 255 ]] && return 0
         sleep 0.1
     done
@@ -156,6 +146,7 @@ start() {
         shift
     done
     [[ $layout == qarn || $layout == plain ]] || die "layout is qarn or plain"
+    [[ -n $LDAP_PORT && -n $LDAPS_PORT ]] || die "--ldap-port and --ldaps-port are needed"
     [[ -r $SAMBA_SCHEMA ]] || die "$SAMBA_SCHEMA missing (package samba)"
     [[ -x $SLAPD ]] || die "$SLAPD missing (package slapd)"
     if ((${#HOSTS[@]} == 0)); then
@@ -175,14 +166,7 @@ start() {
         /usr/sbin/slapadd -q -s -f "$DIR/slapd.conf" >"$DIR/slapadd.log" 2>&1 ||
         die "slapadd failed: $(tail -3 "$DIR/slapadd.log")"
 
-    local fixed=${LDAP_PORT}${LDAPS_PORT} tries
-    for tries in 1 2 3 4 5; do
-        [[ -n $fixed ]] || LDAP_PORT=$(random_free_port) LDAPS_PORT=$(random_free_port)
-        [[ $LDAP_PORT != "$LDAPS_PORT" ]] && launch && break
-        [[ -s $DIR/slapd.pid ]] && is_our_slapd "$DIR" "$(cat "$DIR/slapd.pid")" &&
-            kill -TERM "$(cat "$DIR/slapd.pid")" 2>/dev/null
-        [[ -z $fixed && $tries != 5 ]] || die "slapd did not start: $(tail -3 "$DIR/slapd.log")"
-    done
+    launch || die "slapd did not start: $(tail -3 "$DIR/slapd.log")"
 
     local people=cn=users,$SUFFIX
     [[ $layout == plain ]] && people=ou=people,$SUFFIX
