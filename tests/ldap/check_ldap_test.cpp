@@ -39,7 +39,7 @@ Json::Value DefaultRules() {
         {"category": "group", "attribute": "gidNumber", "target": "gidNumber"}])j");
 }
 
-// A request for server: bound with the full bind DN unless bindName is given.
+// A request for server, bound with its full bind DN, that asks for fresh data.
 Json::Value Params(const Slapd& server, const std::string& type = "user") {
     Json::Value params = server.BindRequest();
     params["profile_rules"] = DefaultRules();
