@@ -118,8 +118,8 @@ TEST(LDAPTestHandlerFrame, LocalAccounts) {
 TEST_F(LDAPChecks, ServerAddress) {
     Slapd::Qarn();    // LDAP and LDAPS on 127.0.0.1
     Slapd ldapsOnly;  // nothing on port 389 of 127.0.0.6
-    ASSERT_TRUE(ldapsOnly.Start({"--host", "127.0.0.6", "--ldap-port", "1389", "--ldaps-port",
-                                 "636", "--certs", Slapd::SharedCertificates()}));
+    ASSERT_TRUE(
+        ldapsOnly.Start({"--host", "127.0.0.6", "--ldap-port", "1389", "--ldaps-port", "636"}));
     DnsServer dns("ex.test");
     dns.AddHost("ldap.ex.test", {"127.0.0.1"}).AddHost("nowhere.ex.test", {"127.0.0.9"}).Start();
 
@@ -345,7 +345,7 @@ TEST_F(LDAPChecks, SambaNTPasswordAndSchema) {
 
 TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
     Slapd server;
-    ASSERT_TRUE(server.Start({"--certs", Slapd::SharedCertificates()}));
+    ASSERT_TRUE(server.Start({}));
     Json::Value params = Params(server);
     params["modify_user_profile"] = true;
     params["profile_user_uid_number"] = "HASH(uidNumber)";
@@ -381,8 +381,7 @@ TEST_F(LDAPChecks, CleanDirectoryPasses) {
     Slapd server;
     std::string empty = "/tmp/empty";
     Sandbox::WriteFile(empty, "");
-    ASSERT_TRUE(server.Start(
-        {"--certs", Slapd::SharedCertificates(), "--passwd", empty, "--group", empty}));
+    ASSERT_TRUE(server.Start({"--passwd", empty, "--group", empty}));
     Json::Value params = Params(server);
     params["modify_user_profile"] = true;
     params["profile_user_filter"] = "(|(uid=alice)(uid=bob)(uid=carol))";

@@ -35,10 +35,6 @@ const std::string& OtherCA() {
     return dir;
 }
 
-const std::string& Certificates() {
-    return Slapd::SharedCertificates();
-}
-
 using Entry = std::vector<std::pair<std::string, std::string>>;
 
 struct Outcome {
@@ -127,7 +123,7 @@ void WritePlatformConf(const std::string& ca) {
 
 class LDAPLibrary : public ::testing::Test {
   protected:
-    void SetUp() override { WritePlatformConf(Certificates() + "/ca.crt"); }
+    void SetUp() override { WritePlatformConf(Slapd::SharedCertificates() + "/ca.crt"); }
 
     Query Bound(const Slapd& server) {
         Query q;
@@ -458,8 +454,7 @@ TEST_F(LDAPLibrary, StreamsManyEntriesPageByPage) {
 
 TEST_F(LDAPLibrary, ServerSizeLimitEndsWithCode4) {
     Slapd limited;
-    ASSERT_TRUE(
-        limited.Start({"--layout", "plain", "--sizelimit", "5", "--certs", Certificates()}));
+    ASSERT_TRUE(limited.Start({"--layout", "plain", "--sizelimit", "5"}));
     Query q = Bound(limited);
     q.filter = "(objectClass=posixAccount)";
     q.attrs = {"dn"};

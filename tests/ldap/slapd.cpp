@@ -31,6 +31,7 @@ bool Slapd::Start(const std::vector<std::string>& options) {
     static int nextPort = 20000;
     std::vector<std::string> argv = {"/bin/bash",    kScript,
                                      "start",        dir_,
+                                     "--certs",      SharedCertificates(),
                                      "--ldap-port",  std::to_string(nextPort),
                                      "--ldaps-port", std::to_string(nextPort + 1)};
     nextPort += 2;
@@ -102,9 +103,7 @@ const Slapd& Slapd::Shared(const std::vector<std::string>& options) {
     std::unique_ptr<Slapd>& instance = instances[options];
     if (!instance) {
         instance.reset(new Slapd);
-        std::vector<std::string> all = options;
-        all.insert(all.end(), {"--certs", SharedCertificates()});
-        instance->Start(all);
+        instance->Start(options);
     }
     return *instance;
 }

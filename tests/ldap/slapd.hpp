@@ -14,8 +14,9 @@ class Slapd {
     Slapd(const Slapd&) = delete;
     Slapd& operator=(const Slapd&) = delete;
 
-    // Starts an instance with the script's options ("--layout", "plain", ...) in a new directory
-    // below /tmp. False when the script failed (its messages are on stderr).
+    // Starts an instance with the shared certificates and the script's options ("--layout",
+    // "plain", ...) in a new directory below /tmp. False when the script failed (its messages
+    // are on stderr).
     bool Start(const std::vector<std::string>& options);
     // Stops the instance and removes its directory.
     void Stop();
@@ -31,14 +32,13 @@ class Slapd {
     // The parameters of a plain LDAP request bound as the directory's bind user.
     Json::Value BindRequest() const;
 
-    // Makes a CA with server and client certificates in dir (shared by several instances with
-    // the option "--certs" dir).
+    // Makes a CA with server and client certificates in dir.
     static bool MakeCertificates(const std::string& dir);
-    // The certificates of the shared instances, made on first use.
+    // The certificates every instance uses, made on first use.
     static const std::string& SharedCertificates();
-    // Instances shared by the tests of a process, with the shared certificates, started on first
-    // use and stopped when the process ends. This platform's layout on the standard ports 389
-    // and 636 (only bound clients read entries):
+    // Instances shared by the tests of a process, started on first use and stopped when the
+    // process ends. This platform's layout on the standard ports 389 and 636 (only bound clients
+    // read entries):
     static const Slapd& Qarn();
     // the plain layout without a sambaDomain entry:
     static const Slapd& Plain();

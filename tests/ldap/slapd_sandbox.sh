@@ -10,8 +10,8 @@
 # ou=people / ou=groups), --passwd FILE and --group FILE (the local accounts the expectations
 # are computed against), --users N and --groups N (bulk entries), --no-samba, --require-tls
 # ("security ssf=128"), --verify-client never|allow|demand, --anon-read, --sizelimit N,
-# --host ADDR (repeatable), --ldap-port P and --ldaps-port P (both needed),
-# --certs DIR (made by "certs"; default: new ones).
+# --host ADDR (repeatable); needed: --ldap-port P, --ldaps-port P and --certs DIR (made by
+# "certs").
 #
 # The data and the expectations in DIR/expect/ come from slapd_sandbox_data.awk.
 set -euo pipefail
@@ -146,7 +146,7 @@ start() {
         shift
     done
     [[ $layout == qarn || $layout == plain ]] || die "layout is qarn or plain"
-    [[ -n $LDAP_PORT && -n $LDAPS_PORT ]] || die "--ldap-port and --ldaps-port are needed"
+    [[ -n $LDAP_PORT && -n $LDAPS_PORT && -n $CERTS ]] || die "ports and certificates needed"
     [[ -r $SAMBA_SCHEMA ]] || die "$SAMBA_SCHEMA missing (package samba)"
     [[ -x $SLAPD ]] || die "$SLAPD missing (package slapd)"
     if ((${#HOSTS[@]} == 0)); then
@@ -156,7 +156,6 @@ start() {
     mkdir -p "$DIR"
     DIR=$(cd "$DIR" && pwd)
     [[ -z $(ls -A "$DIR") ]] || die "$DIR is not empty"
-    [[ -n $CERTS ]] || make_certs "${CERTS:=$DIR/certs}"
     CERTS=$(cd "$CERTS" && pwd)
     write_conf
     mkdir -p "$DIR/db" "$DIR/expect"
