@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "api_table.hpp"
 #include "call.hpp"
 #include "dns_server.hpp"
@@ -73,40 +75,25 @@ TEST(LastTest, MissingDirectoryStillAnswersSuccess) {
     ExpectAnswer(CallEntry(SetLastTest_v1), 0, Json::Value());
 }
 
-TEST(TestPort, ClosedLDAPPortOfOneHost) {
-    const int port = 389;
+TEST(TestPort, ClosedPortNamesItsService) {
+    const Json::Value params = ParseJson(R"({"server_address": "127.0.0.1", "port": 389})");
     ExpectAnswer(
-        CallEntry(TestPort_v1, ParseJson(R"({"server_address": "127.0.0.1", "port": 389})")), 1016,
-        ParseJson(R"({"info": {"port": 389, "service": "LDAP",
-                                        "server_list": ["127.0.0.1"]},
+        CallEntry(TestPort_v1, params), 1016,
+        ParseJson(R"({"info": {"port": 389, "service": "LDAP", "server_list": ["127.0.0.1"]},
                                "isPlural": false, "level": 0})"));
-    TcpListener listener("127.0.0.1", port);
-    ExpectAnswer(
-        CallEntry(TestPort_v1, ParseJson(R"({"server_address": "127.0.0.1", "port": 389})")), 0,
-        Json::Value());
+    const std::tuple<int, int, const char*> others[] = {
+        {53, 1014, "DNS"},  {88, 1013, "Kerberos"}, {137, 1012, "NetBIOS"},
+        {445, 1010, "SMB"}, {636, 1016, "LDAP"},    {8080, 1015, "Unknown"}};
+    for (auto [port, code, service] : others) {
+        Json::Value other = params;
+        other["port"] = port;
+        const QARN::APIResponse response = CallEntry(TestPort_v1, other);
+        EXPECT_EQ(response.GetErrorCode(), code) << port;
+        EXPECT_EQ(response.GetData()["info"]["service"], service) << port;
+    }
+    TcpListener listener("127.0.0.1", 389);
+    ExpectAnswer(CallEntry(TestPort_v1, params), 0, Json::Value());
 }
-
-struct PortCase {
-    int port;
-    int code;
-    const char* service;
-};
-
-class PortErrorTest : public testing::TestWithParam<PortCase> {};
-
-TEST_P(PortErrorTest, NamesTheService) {
-    Json::Value params = Param("server_address", "127.0.0.1");
-    params["port"] = GetParam().port;
-    const QARN::APIResponse response = CallEntry(TestPort_v1, params);
-    EXPECT_EQ(response.GetErrorCode(), GetParam().code);
-    EXPECT_EQ(response.GetData()["info"]["service"], GetParam().service);
-}
-
-INSTANTIATE_TEST_SUITE_P(Ports, PortErrorTest,
-                         testing::Values(PortCase{53, 1014, "DNS"}, PortCase{88, 1013, "Kerberos"},
-                                         PortCase{137, 1012, "NetBIOS"}, PortCase{445, 1010, "SMB"},
-                                         PortCase{636, 1016, "LDAP"},
-                                         PortCase{8080, 1015, "Unknown"}));
 
 // The DC after one that answered only on 636 is asked on 389 first again.
 TEST(TestPortByDomain, OtherLDAPPortStandsIn) {
