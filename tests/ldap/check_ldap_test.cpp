@@ -29,20 +29,6 @@ const char kGroup[] =
     "administrators:x:101:\n";
 const char kConf[] = "/usr/qarn/etc/openldap/ldap.conf";
 
-// The platform layout (server type 1) on the standard ports, and a plain OpenLDAP (type 3).
-const Slapd& QarnServer() {
-    return Slapd::Shared({"--ldap-port", "389", "--ldaps-port", "636"});
-}
-const Slapd& PlainServer() {
-    return Slapd::Shared({"--layout", "plain", "--no-samba"});
-}
-const Slapd& TLSOnlyServer() {
-    return Slapd::Shared({"--layout", "plain", "--require-tls"});
-}
-const Slapd& ClientCertServer() {
-    return Slapd::Shared({"--verify-client", "demand"});
-}
-
 Json::Value DefaultRules() {
     return ParseJson(R"j([
         {"category": "filter", "attribute": "passwd", "target": "(objectClass=posixAccount)"},
@@ -53,7 +39,7 @@ Json::Value DefaultRules() {
         {"category": "group", "attribute": "gidNumber", "target": "gidNumber"}])j");
 }
 
-// A request for server: bound with the full bind DN unless bindName is given.
+// A request for server, bound with its full bind DN, that asks for fresh data.
 Json::Value Params(const Slapd& server, const std::string& type = "user") {
     Json::Value params = server.BindRequest();
     params["profile_rules"] = DefaultRules();
@@ -66,14 +52,6 @@ Json::Value List(const std::vector<std::string>& items) {
     Json::Value list(Json::arrayValue);
     for (const std::string& item : items) list.append(item);
     return list;
-}
-
-std::vector<std::string> Without(std::vector<std::string> items, std::set<std::string> drop) {
-    std::vector<std::string> kept;
-    for (const std::string& item : items) {
-        if (!drop.count(item)) kept.push_back(item);
-    }
-    return kept;
 }
 
 class LDAPChecks : public ::testing::Test {
@@ -95,18 +73,6 @@ class LDAPChecks : public ::testing::Test {
         Sandbox::Remove("/tmp/LDAP_result_group.json");
     }
 };
-
-void ExpectError(const QARN::APIResponse& response, int code, const Json::Value& details) {
-    EXPECT_FALSE(response.IsSuccess());
-    EXPECT_EQ(code, response.GetErrorCode());
-    EXPECT_EQ(details, response.GetData()) << response.GetData().toStyledString();
-}
-
-void ExpectSuccess(const QARN::APIResponse& response, const Json::Value& data = Json::Value()) {
-    EXPECT_TRUE(response.IsSuccess())
-        << response.GetErrorCode() << " " << response.GetData().toStyledString();
-    EXPECT_EQ(data, response.GetData());
-}
 
 // --- frame --------------------------------------------------------------------------------------
 
@@ -150,10 +116,10 @@ TEST(LDAPTestHandlerFrame, LocalAccounts) {
 // --- server address -----------------------------------------------------------------------------
 
 TEST_F(LDAPChecks, ServerAddress) {
-    QarnServer();     // LDAP and LDAPS on 127.0.0.1
+    Slapd::Qarn();    // LDAP and LDAPS on 127.0.0.1
     Slapd ldapsOnly;  // nothing on port 389 of 127.0.0.6
-    ASSERT_TRUE(ldapsOnly.Start({"--host", "127.0.0.6", "--ldap-port", "1389", "--ldaps-port",
-                                 "636", "--certs", Slapd::SharedCertificates()}));
+    ASSERT_TRUE(
+        ldapsOnly.Start({"--host", "127.0.0.6", "--ldap-port", "1389", "--ldaps-port", "636"}));
     DnsServer dns("ex.test");
     dns.AddHost("ldap.ex.test", {"127.0.0.1"}).AddHost("nowhere.ex.test", {"127.0.0.9"}).Start();
 
@@ -174,14 +140,9 @@ TEST_F(LDAPChecks, ServerAddress) {
         Json::Value params;
         params["server_address"] = c.address;
         params["dns"] = DnsServer::kAddress;
-        QARN::APIResponse response = CallEntry(CheckLDAPServerAddress_v1, params);
-        if (c.code == 0) {
-            Json::Value expected;
-            expected["server_address"] = c.probed;
-            ExpectSuccess(response, expected);
-        } else {
-            ExpectError(response, c.code, Json::Value());
-        }
+        Json::Value expected;
+        if (c.probed) expected["server_address"] = c.probed;
+        ExpectAnswer(CallEntry(CheckLDAPServerAddress_v1, params), c.code, expected);
     }
 }
 
@@ -196,25 +157,25 @@ TEST_F(LDAPChecks, AuthInfo) {
         int code;
         const char* details;
     } cases[] = {
-        {QarnServer(), R"({"bind_dn": "ldapbind"})", 0, ""},    // uid=NAME,cn=users,BASE
-        {QarnServer(), R"({"server_address": "::1"})", 0, ""},  // IPv6 goes in brackets
-        {QarnServer(), R"({"server_address": "127.0.0.1", "encryption": "ssl"})", 0, ""},
-        {QarnServer(), R"({"server_address": "127.0.0.1", "encryption": "start_tls"})", 0, ""},
-        {QarnServer(), R"({"bind_pw": "wrong"})", 1030, R"({"ldap_errcode": 49, "level": 0})"},
-        {QarnServer(), R"({"server_address": "127.0.0.1:1"})", 1030,
+        {Slapd::Qarn(), R"({"bind_dn": "ldapbind"})", 0, ""},    // uid=NAME,cn=users,BASE
+        {Slapd::Qarn(), R"({"server_address": "::1"})", 0, ""},  // IPv6 goes in brackets
+        {Slapd::Qarn(), R"({"server_address": "127.0.0.1", "encryption": "ssl"})", 0, ""},
+        {Slapd::Qarn(), R"({"server_address": "127.0.0.1", "encryption": "start_tls"})", 0, ""},
+        {Slapd::Qarn(), R"({"bind_pw": "wrong"})", 1030, R"({"ldap_errcode": 49, "level": 0})"},
+        {Slapd::Qarn(), R"({"server_address": "127.0.0.1:1"})", 1030,
          R"({"ldap_errcode": 81, "level": 0})"},
-        {QarnServer(), R"({"encryption": "bogus"})", 4, "null"},
-        {QarnServer(), R"({"server_address": ""})", 1, "null"},
-        {QarnServer(), R"({"base_dn": ""})", 1, "null"},
-        {QarnServer(), R"({"encryption": ""})", 1, "null"},
-        {QarnServer(), R"({"bind_dn": ""})", 1, "null"},
-        {QarnServer(), R"({"bind_pw": ""})", 1, "null"},
-        {TLSOnlyServer(), "{}", 1054,
+        {Slapd::Qarn(), R"({"encryption": "bogus"})", 4, "null"},
+        {Slapd::Qarn(), R"({"server_address": ""})", 1, "null"},
+        {Slapd::Qarn(), R"({"base_dn": ""})", 1, "null"},
+        {Slapd::Qarn(), R"({"encryption": ""})", 1, "null"},
+        {Slapd::Qarn(), R"({"bind_dn": ""})", 1, "null"},
+        {Slapd::Qarn(), R"({"bind_pw": ""})", 1, "null"},
+        {Slapd::TLSOnly(), "{}", 1054,
          R"({"ldap_errcode": 13, "level": 0, "data": {"encryption": "start_tls"}})"},
-        {TLSOnlyServer(), R"({"encryption": "start_tls"})", 0, ""},
-        {ClientCertServer(), R"({"server_address": "ldaps", "encryption": "ssl"})", 1030, ""},
+        {Slapd::TLSOnly(), R"({"encryption": "start_tls"})", 0, ""},
+        {Slapd::ClientCert(), R"({"server_address": "ldaps", "encryption": "ssl"})", 1030, ""},
         // A bind name is used unchanged with a client certificate.
-        {ClientCertServer(),
+        {Slapd::ClientCert(),
          R"({"server_address": "ldaps", "encryption": "ssl", "enable_client_certificate": true})",
          0, ""},
     };
@@ -228,9 +189,9 @@ TEST_F(LDAPChecks, AuthInfo) {
         if (c.code == 0) {
             Json::Value expected;
             expected["bind_dn"] = c.server.Get("BIND_DN");
-            ExpectSuccess(response, expected);
+            ExpectAnswer(response, 0, expected);
         } else if (*c.details) {
-            ExpectError(response, c.code, ParseJson(c.details));
+            ExpectAnswer(response, c.code, ParseJson(c.details));
         } else {
             EXPECT_EQ(c.code, response.GetErrorCode());
         }
@@ -244,12 +205,12 @@ TEST_F(LDAPChecks, AuthInfo) {
 // --- profile ------------------------------------------------------------------------------------
 
 TEST_F(LDAPChecks, ProfileFitsAndIsCached) {
-    const Slapd& server = QarnServer();
+    const Slapd& server = Slapd::Qarn();
     for (const char* type : {"user", "group"}) {
         Json::Value params = Params(server, type);
         Json::Value expected;
         expected["profile_rules"] = DefaultRules();
-        ExpectSuccess(CallEntry(CheckLDAPProfile_v1, params), expected);
+        ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 0, expected);
         Json::Value cache =
             ParseJson(Sandbox::ReadFile(std::string("/tmp/LDAP_result_") + type + ".json"));
         EXPECT_EQ(1, cache["server_type"].asInt());
@@ -262,7 +223,7 @@ TEST_F(LDAPChecks, ProfileFitsAndIsCached) {
 }
 
 TEST_F(LDAPChecks, ProfileCustomized) {
-    Json::Value params = Params(QarnServer());
+    Json::Value params = Params(Slapd::Qarn());
     params["profile_rules"] = ConcatJsonArray(
         ParseJson(R"j([{"attribute": "uid", "target": "login"}])j"), DefaultRules());
     params["modify_user_profile"] = true;
@@ -275,23 +236,23 @@ TEST_F(LDAPChecks, ProfileCustomized) {
     Json::Value expected;
     expected["name"] = "customized";
     expected["profile_rules"] = rules;  // edited in place, nothing added
-    ExpectSuccess(CallEntry(CheckLDAPProfile_v1, params), expected);
+    ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 0, expected);
     Json::Value cache = ParseJson(Sandbox::ReadFile("/tmp/LDAP_result_user.json"));
     EXPECT_TRUE(cache["skip_id_type_check"].asBool());
     EXPECT_EQ("uid", cache["attribute"]["name"].asString());
 }
 
 TEST_F(LDAPChecks, ProfileMismatch) {
-    Json::Value params = Params(QarnServer(), "group");
+    Json::Value params = Params(Slapd::Qarn(), "group");
     params["modify_group_profile"] = true;
     params["profile_group_gid_number"] = "gid";
-    ExpectError(CallEntry(CheckLDAPProfile_v1, params), 1041, ParseJson(R"j({
+    ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 1041, ParseJson(R"j({
         "data": {"profile_group_filter": "(objectClass=posixGroup)", "profile_group_cn": "cn",
                  "profile_group_gid_number": "gid"},
         "level": 1, "params": {"modify_group_profile": true}})j"));
     EXPECT_FALSE(Sandbox::Exists("/tmp/LDAP_result_group.json"));
 
-    params = Params(QarnServer());
+    params = Params(Slapd::Qarn());
     params["bind_pw"] = "wrong";
     QARN::APIResponse response = CallEntry(CheckLDAPProfile_v1, params);
     EXPECT_EQ(1040, response.GetErrorCode());
@@ -299,10 +260,10 @@ TEST_F(LDAPChecks, ProfileMismatch) {
     EXPECT_EQ(0, response.GetData()["level"].asInt());
     EXPECT_TRUE(response.GetData()["params"]["modify_user_profile"].asBool());
 
-    params = Params(QarnServer(), "any");
+    params = Params(Slapd::Qarn(), "any");
     EXPECT_EQ(1041, CallEntry(CheckLDAPProfile_v1, params).GetErrorCode());
     params["type"] = "../../etc/passwd";
-    ExpectError(CallEntry(CheckLDAPProfile_v1, params), 1, Json::Value());
+    ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 1, Json::Value());
 }
 
 // --- entries ------------------------------------------------------------------------------------
@@ -325,7 +286,7 @@ TEST_F(LDAPChecks, EntryChecksListTheTroublesomeEntries) {
         {CheckLDAPGroupIdType_v1, "group", "group_id_type", 1050},
         {CheckLDAPGroupIdDup_v1, "group", "group_id_dup", 1051},
     };
-    const Slapd& server = PlainServer();  // another OpenLDAP: "admin" and "users" clash too
+    const Slapd& server = Slapd::Plain();  // another OpenLDAP: "admin" and "users" clash too
     for (const auto& c : cases) {
         Json::Value expected;
         expected["level"] = 1;
@@ -334,32 +295,29 @@ TEST_F(LDAPChecks, EntryChecksListTheTroublesomeEntries) {
         expected["info"]["list"] = List(server.Expect(c.expectation));
         ASSERT_LE(2u, expected["info"]["list"].size()) << c.expectation;
         if (c.code == 1046 || c.code == 1051) expected["isPlural"] = true;
-        ExpectError(CallEntry(c.entry, Params(server, c.type)), c.code, expected);
+        ExpectAnswer(CallEntry(c.entry, Params(server, c.type)), c.code, expected);
     }
 }
 
 TEST_F(LDAPChecks, DuplicatesOnTheOwnServer) {
-    const Slapd& server = QarnServer();
-    std::vector<std::string> users = Without(server.Expect("user_name_dup"), {"admin"});
-    std::vector<std::string> groups =
-        Without(server.Expect("group_name_dup"), {"users", "administrators"});
-    ASSERT_EQ(2u, users.size());  // root, daemon
+    const Slapd& server = Slapd::Qarn();
+    // The platform's own "admin", "users" and "administrators" are no clash there.
     QARN::APIResponse response = CallEntry(CheckLDAPUserNameDup_v1, Params(server));
     EXPECT_EQ(1043, response.GetErrorCode());
-    EXPECT_EQ(List(users), response.GetData()["info"]["list"]);
+    EXPECT_EQ(StringArray({"root", "daemon"}), response.GetData()["info"]["list"]);
     response = CallEntry(CheckLDAPGroupNameDup_v1, Params(server, "group"));
     EXPECT_EQ(1048, response.GetErrorCode());
-    EXPECT_EQ(List(groups), response.GetData()["info"]["list"]);
+    EXPECT_EQ(StringArray({"root", "daemon"}), response.GetData()["info"]["list"]);
 
     Sandbox::WriteFile("/etc/passwd", "admin:x:1024:100::/:/bin/sh\n");  // one ID duplicate
     response = CallEntry(CheckLDAPUserIdDup_v1, Params(server));
-    EXPECT_EQ(List({server.Get("ADMIN_DN")}), response.GetData()["info"]["list"]);
+    EXPECT_EQ(StringArray({server.Get("ADMIN_DN").c_str()}), response.GetData()["info"]["list"]);
     EXPECT_FALSE(response.GetData()["isPlural"].asBool());
 
     Json::Value params = Params(server);
     params["enable_idmap"] = "true";
     params["type"] = Json::Value(Json::objectValue);  // not even read
-    ExpectSuccess(CallEntry(CheckLDAPUserIdDup_v1, params));
+    ExpectAnswer(CallEntry(CheckLDAPUserIdDup_v1, params), 0, Json::Value());
     params["type"] = "user";
     for (const Json::Value& off : {Json::Value("yes"), Json::Value(1), Json::Value(false)}) {
         params["enable_idmap"] = off;
@@ -371,23 +329,23 @@ TEST_F(LDAPChecks, SambaNTPasswordAndSchema) {
     Json::Value expected;
     expected["level"] = 1;
     expected["params"]["forced_get_data"] = true;
-    expected["info"]["list"] = List(QarnServer().Expect("user_ntpwd"));
-    Json::Value params = Params(QarnServer(), "group");  // always the users
-    ExpectError(CallEntry(CheckLDAPSambaNTPwd_v1, params), 1053, expected);
+    expected["info"]["list"] = List(Slapd::Qarn().Expect("user_ntpwd"));
+    Json::Value params = Params(Slapd::Qarn(), "group");  // always the users
+    ExpectAnswer(CallEntry(CheckLDAPSambaNTPwd_v1, params), 1053, expected);
     params["enable_cifs_pam"] = true;
-    ExpectSuccess(CallEntry(CheckLDAPSambaNTPwd_v1, params));
+    ExpectAnswer(CallEntry(CheckLDAPSambaNTPwd_v1, params), 0, Json::Value());
 
-    ExpectSuccess(CallEntry(CheckLDAPSambaSchema_v1, Params(QarnServer())));
-    ExpectError(CallEntry(CheckLDAPSambaSchema_v1, Params(PlainServer())), 1052,
-                ParseJson(R"j({"ldap_errcode": 0, "level": 1})j"));
-    params = Params(PlainServer());
+    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, Params(Slapd::Qarn())), 0, Json::Value());
+    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, Params(Slapd::Plain())), 1052,
+                 ParseJson(R"j({"ldap_errcode": 0, "level": 1})j"));
+    params = Params(Slapd::Plain());
     params["enable_cifs_pam"] = "true";
-    ExpectSuccess(CallEntry(CheckLDAPSambaSchema_v1, params));
+    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, params), 0, Json::Value());
 }
 
 TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
     Slapd server;
-    ASSERT_TRUE(server.Start({"--certs", Slapd::SharedCertificates()}));
+    ASSERT_TRUE(server.Start({}));
     Json::Value params = Params(server);
     params["modify_user_profile"] = true;
     params["profile_user_uid_number"] = "HASH(uidNumber)";
@@ -398,13 +356,13 @@ TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
     params["server_address"] = "127.0.0.1:1";
     params["modify_user_profile"] = false;
     params["forced_get_data"] = false;
-    ExpectSuccess(CallEntry(CheckLDAPUserIdType_v1, params));
+    ExpectAnswer(CallEntry(CheckLDAPUserIdType_v1, params), 0, Json::Value());
     EXPECT_EQ(1042, CallEntry(CheckLDAPUserNameEmpty_v1, params).GetErrorCode());
     EXPECT_EQ(1053, CallEntry(CheckLDAPSambaNTPwd_v1, params).GetErrorCode());
     // A fresh query is asked for: the server's failure is answered.
     params["forced_get_data"] = true;
-    ExpectError(CallEntry(CheckLDAPUserIdType_v1, params), 4,
-                ParseJson(R"j({"ldap_errcode": 81, "level": 0})j"));
+    ExpectAnswer(CallEntry(CheckLDAPUserIdType_v1, params), 4,
+                 ParseJson(R"j({"ldap_errcode": 81, "level": 0})j"));
     // No cache for the groups: a live query too.
     params["type"] = "group";
     params["forced_get_data"] = false;
@@ -413,8 +371,9 @@ TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
     Sandbox::WriteFile("/tmp/LDAP_result_group.json", R"j({"group": [{"dn": "cn=x", "cn": "users"}],
         "attribute": {"name": "cn", "id": "gidNumber"}, "server_type": "1",
         "skip_id_type_check": "yes"})j");
-    EXPECT_EQ(List({"cn=x"}), CallEntry(CheckLDAPGroupIdType_v1, params).GetData()["info"]["list"]);
-    EXPECT_EQ(List({"users"}),
+    EXPECT_EQ(StringArray({"cn=x"}),
+              CallEntry(CheckLDAPGroupIdType_v1, params).GetData()["info"]["list"]);
+    EXPECT_EQ(StringArray({"users"}),
               CallEntry(CheckLDAPGroupNameDup_v1, params).GetData()["info"]["list"]);
 }
 
@@ -422,8 +381,7 @@ TEST_F(LDAPChecks, CleanDirectoryPasses) {
     Slapd server;
     std::string empty = "/tmp/empty";
     Sandbox::WriteFile(empty, "");
-    ASSERT_TRUE(server.Start(
-        {"--certs", Slapd::SharedCertificates(), "--passwd", empty, "--group", empty}));
+    ASSERT_TRUE(server.Start({"--passwd", empty, "--group", empty}));
     Json::Value params = Params(server);
     params["modify_user_profile"] = true;
     params["profile_user_filter"] = "(|(uid=alice)(uid=bob)(uid=carol))";
@@ -432,7 +390,7 @@ TEST_F(LDAPChecks, CleanDirectoryPasses) {
     for (QARN::APIEntryFunction entry :
          {CheckLDAPUserNameEmpty_v1, CheckLDAPUserIdEmpty_v1, CheckLDAPUserIdType_v1,
           CheckLDAPUserNameDup_v1, CheckLDAPUserIdDup_v1}) {
-        ExpectSuccess(CallEntry(entry, params));
+        ExpectAnswer(CallEntry(entry, params), 0, Json::Value());
     }
 }
 

@@ -27,7 +27,14 @@ bool Slapd::Start(const std::vector<std::string>& options) {
     char dir[] = "/tmp/slapd-XXXXXX";
     if (!mkdtemp(dir)) return false;
     dir_ = dir;
-    std::vector<std::string> argv = {"/bin/bash", kScript, "start", dir_, "--quiet"};
+    // Each instance of the process has ports of its own unless the options name them.
+    static int nextPort = 20000;
+    std::vector<std::string> argv = {"/bin/bash",    kScript,
+                                     "start",        dir_,
+                                     "--certs",      SharedCertificates(),
+                                     "--ldap-port",  std::to_string(nextPort),
+                                     "--ldaps-port", std::to_string(nextPort + 1)};
+    nextPort += 2;
     argv.insert(argv.end(), options.begin(), options.end());
     if (Sandbox::Run(argv) != 0) {
         Stop();
@@ -96,9 +103,27 @@ const Slapd& Slapd::Shared(const std::vector<std::string>& options) {
     std::unique_ptr<Slapd>& instance = instances[options];
     if (!instance) {
         instance.reset(new Slapd);
-        std::vector<std::string> all = options;
-        all.insert(all.end(), {"--certs", SharedCertificates()});
-        instance->Start(all);
+        instance->Start(options);
     }
     return *instance;
+}
+
+const Slapd& Slapd::Qarn() {
+    return Shared({"--ldap-port", "389", "--ldaps-port", "636"});
+}
+
+const Slapd& Slapd::Plain() {
+    return Shared({"--layout", "plain", "--no-samba"});
+}
+
+const Slapd& Slapd::TLSOnly() {
+    return Shared({"--layout", "plain", "--require-tls"});
+}
+
+const Slapd& Slapd::ClientCert() {
+    return Shared({"--verify-client", "demand"});
+}
+
+const Slapd& Slapd::Big() {
+    return Shared({"--layout", "plain", "--anon-read", "--users", "5000", "--groups", "1000"});
 }

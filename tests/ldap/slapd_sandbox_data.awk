@@ -1,9 +1,9 @@
 # The sandbox directory's LDIF (stdout) and the expectations of the entry checks (files in
-# expect, when set). Variables: suffix, layout (qarn|plain), passwd, group (local account files),
-# nusers, ngroups (bulk entries), samba (yes|no), expect (directory or "").
+# the directory expect). Variables: suffix, layout (qarn|plain), passwd, group (local account
+# files), nusers, ngroups (bulk entries), samba (yes|no), expect.
 # Called by slapd_sandbox.sh; run with /dev/null as input.
 
-function emit_expect(name, item) { if (expect != "") print item > (expect "/" name) }
+function emit_expect(name, item) { print item > (expect "/" name) }
 
 function b64(s,    map, out, i, n, c1, c2, c3, v) {
     map = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"
@@ -102,11 +102,9 @@ function pickid(list, n, skip,    i) {
 
 BEGIN {
     for (i = 0; i < 256; i++) ord[sprintf("%c", i)] = i
-    if (expect != "") {
-        nf = split("user_name_empty user_id_empty user_id_type user_name_dup user_id_dup user_ntpwd " \
-                   "group_name_empty group_id_empty group_id_type group_name_dup group_id_dup", fl, " ")
-        for (i = 1; i <= nf; i++) printf "" > (expect "/" fl[i])
-    }
+    nf = split("user_name_empty user_id_empty user_id_type user_name_dup user_id_dup user_ntpwd " \
+               "group_name_empty group_id_empty group_id_type group_name_dup group_id_dup", fl, " ")
+    for (i = 1; i <= nf; i++) printf "" > (expect "/" fl[i])
     np = load(passwd, pname, pid, plist, pidlist)
     ng = load(group, gname, gid, glist, gidlist)
 
@@ -184,8 +182,6 @@ BEGIN {
         grp(sprintf("cn=bgrp%06d,%s", i, groups), sprintf("bgrp%06d", i), 200000 + i,
             sprintf("memberUid: bulk%06d\n", (i % (nusers > 0 ? nusers : 1)) + 1))
 
-    if (expect != "") {
-        print nuser > (expect "/users_count")
-        print ngroup > (expect "/groups_count")
-    }
+    print nuser > (expect "/users_count")
+    print ngroup > (expect "/groups_count")
 }

@@ -57,33 +57,27 @@ class DnsResolverTest : public testing::Test {
     DnsServer m_server;
 };
 
-TEST_F(DnsResolverTest, AnswersInTheToolsOrder) {
-    Json::Value output(Json::arrayValue);
-    output.append("kept");
-    EXPECT_EQ(Resolve(DnsServer::kAddress, "dc1.ex.test", "", output), kNoError);
-    EXPECT_EQ(output, StringArray({"kept", "192.0.2.10", "2001:db8::10"}));
-}
-
-TEST_F(DnsResolverTest, SRVAnswerIsTheTargetAsPrinted) {
-    Json::Value output;
-    EXPECT_EQ(Resolve(DnsServer::kAddress, "_ldap._tcp.ex.test", kRecordTypeSRV, output), kNoError);
-    EXPECT_EQ(output, StringArray({"dc1.ex.test."}));
-}
-
-TEST_F(DnsResolverTest, OnlyTheFirstListedServerIsAsked) {
-    Json::Value output;
-    EXPECT_EQ(Resolve(std::string(DnsServer::kAddress) + ",127.0.0.9", "v6only.ex.test",
-                      kRecordTypeAAAA, output),
-              kNoError);
-    EXPECT_EQ(output, StringArray({"2001:db8::20"}));
-}
-
-TEST_F(DnsResolverTest, SystemServerIsUsedWhenNoneIsGiven) {
-    Sandbox::WriteFile("/etc/resolv.conf",
-                       "search ex.test\nnameserver " + std::string(DnsServer::kAddress) + "\n");
-    Json::Value output;
-    EXPECT_EQ(Resolve("", "dc1.ex.test", kRecordTypeA, output), kNoError);
-    EXPECT_EQ(output, StringArray({"192.0.2.10"}));
+// Answers are appended in the tool's order; only the first listed server is asked, and the
+// system's server when none is given.
+TEST_F(DnsResolverTest, Answers) {
+    Sandbox::WriteFile("/etc/resolv.conf", "search ex.test\nnameserver 127.0.0.2\n");
+    const struct {
+        const char* dns;
+        const char* name;
+        std::string type;
+        Json::Value expected;
+    } cases[] = {
+        {"127.0.0.2", "dc1.ex.test", "", StringArray({"kept", "192.0.2.10", "2001:db8::10"})},
+        {"127.0.0.2", "_ldap._tcp.ex.test", kRecordTypeSRV, StringArray({"kept", "dc1.ex.test."})},
+        {"127.0.0.2,127.0.0.9", "v6only.ex.test", kRecordTypeAAAA,
+         StringArray({"kept", "2001:db8::20"})},
+        {"", "dc1.ex.test", kRecordTypeA, StringArray({"kept", "192.0.2.10"})},
+    };
+    for (const auto& c : cases) {
+        Json::Value output = StringArray({"kept"});
+        EXPECT_EQ(Resolve(c.dns, c.name, c.type, output), kNoError) << c.name;
+        EXPECT_EQ(output, c.expected);
+    }
 }
 
 struct FailureCase {

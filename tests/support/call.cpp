@@ -1,9 +1,16 @@
 #include "call.hpp"
 
+#include <gtest/gtest.h>
 #include <json/reader.h>
 
 #include <memory>
 #include <stdexcept>
+
+void ExpectAnswer(const QARN::APIResponse& response, int code, const Json::Value& data) {
+    ASSERT_TRUE(response.IsAnswered());
+    EXPECT_EQ(response.GetErrorCode(), code);
+    EXPECT_EQ(response.GetData(), data);
+}
 
 Json::Value ParseJson(const std::string& text) {
     Json::CharReaderBuilder builder;

@@ -22,6 +22,9 @@ inline QARN::APIResponse CallEntry(QARN::APIEntryFunction entry,
     return response;
 }
 
+// Expects the response answered with code (0: success) and exactly data.
+void ExpectAnswer(const QARN::APIResponse& response, int code, const Json::Value& data);
+
 // Parses a JSON text; tests write expected values compactly.
 Json::Value ParseJson(const std::string& text);
 

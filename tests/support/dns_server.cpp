@@ -27,12 +27,6 @@ bool AcceptsTcp(const char* address, int port) {
     return connected;
 }
 
-std::string Join(const std::vector<std::string>& parts) {
-    std::string joined;
-    for (const std::string& part : parts) joined += "," + part;
-    return joined;
-}
-
 }  // namespace
 
 DnsServer::DnsServer(const std::string& zone) : m_zone(zone) {
@@ -44,7 +38,9 @@ DnsServer::~DnsServer() {
 }
 
 DnsServer& DnsServer::AddHost(const std::string& name, const std::vector<std::string>& addresses) {
-    m_lines.push_back("host-record=" + name + Join(addresses));
+    std::string line = "host-record=" + name;
+    for (const std::string& address : addresses) line += "," + address;
+    m_lines.push_back(line);
     return *this;
 }
 

@@ -1,7 +1,6 @@
 #include "tcp_listener.hpp"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include <netdb.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -10,47 +9,41 @@
 
 namespace {
 
-// A bound stream socket of address and port (0: any free port); its descriptor.
-int BindSocket(const std::string& address, int port, socklen_t* length, sockaddr_storage* bound) {
-    *bound = {};
-    const bool ipv6 = address.find(':') != std::string::npos;
-    if (ipv6) {
-        auto* v6 = reinterpret_cast<sockaddr_in6*>(bound);
-        v6->sin6_family = AF_INET6;
-        v6->sin6_port = htons(static_cast<uint16_t>(port));
-        inet_pton(AF_INET6, address.c_str(), &v6->sin6_addr);
-        *length = sizeof(sockaddr_in6);
-    } else {
-        auto* v4 = reinterpret_cast<sockaddr_in*>(bound);
-        v4->sin_family = AF_INET;
-        v4->sin_port = htons(static_cast<uint16_t>(port));
-        inet_pton(AF_INET, address.c_str(), &v4->sin_addr);
-        *length = sizeof(sockaddr_in);
+// A stream socket bound to the numeric address and port (0: any free port); its descriptor.
+int BindSocket(const std::string& address, int port) {
+    addrinfo hints{};
+    hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (getaddrinfo(address.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) {
+        throw std::runtime_error("no address: " + address);
     }
-    const int fd = socket(bound->ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int fd = socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int yes = 1;
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
-    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(bound), *length) != 0 ||
-        getsockname(fd, reinterpret_cast<sockaddr*>(bound), length) != 0) {
+    const bool bound = fd >= 0 && bind(fd, found->ai_addr, found->ai_addrlen) == 0;
+    freeaddrinfo(found);
+    if (!bound) {
         if (fd >= 0) close(fd);
         throw std::runtime_error("cannot bind " + address + ": " + strerror(errno));
     }
     return fd;
 }
 
-int PortOf(const sockaddr_storage& address) {
-    return ntohs(address.ss_family == AF_INET6
-                     ? reinterpret_cast<const sockaddr_in6*>(&address)->sin6_port
-                     : reinterpret_cast<const sockaddr_in*>(&address)->sin_port);
+int PortOf(int fd) {
+    sockaddr_storage bound{};
+    socklen_t length = sizeof(bound);
+    char port[NI_MAXSERV] = "";
+    getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &length);
+    getnameinfo(reinterpret_cast<sockaddr*>(&bound), length, nullptr, 0, port, sizeof(port),
+                NI_NUMERICSERV);
+    return std::stoi(port);
 }
 
 }  // namespace
 
-TcpListener::TcpListener(const std::string& address, int port, Mode mode) {
-    sockaddr_storage bound;
-    socklen_t length = 0;
-    m_fd = BindSocket(address, port, &length, &bound);
-    m_port = PortOf(bound);
+TcpListener::TcpListener(const std::string& address, int port, Mode mode)
+    : m_fd(BindSocket(address, port)), m_port(PortOf(m_fd)) {
     if (listen(m_fd, 16) != 0) throw std::runtime_error("cannot listen on " + address);
     if (mode == Mode::kReset) m_resetter = std::thread(&TcpListener::ResetConnections, this);
 }
@@ -73,10 +66,8 @@ void TcpListener::ResetConnections() {
 }
 
 int TcpListener::ClosedPort(const std::string& address) {
-    sockaddr_storage bound;
-    socklen_t length = 0;
-    const int fd = BindSocket(address, 0, &length, &bound);
-    const int port = PortOf(bound);
+    const int fd = BindSocket(address, 0);
+    const int port = PortOf(fd);
     close(fd);
     return port;
 }

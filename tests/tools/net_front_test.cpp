@@ -13,45 +13,30 @@ namespace {
 
 using Args = std::vector<std::string>;
 
-Kind KindOf(const Args& args) {
-    return Classify(ParseArgs(args));
-}
-
 TEST(NetFrontClassify, AdsInfoAndAuthAreTheFrontsOwn) {
-    EXPECT_EQ(KindOf({"ads", "info"}), Kind::kAdsInfo);
-    EXPECT_EQ(KindOf({"ads", "info", "-d0", "-S", "192.0.2.10"}), Kind::kAdsInfo);
-    EXPECT_EQ(
-        KindOf({"ads", "info", "-S", "192.0.2.10", "-d0", "--option=name resolve order=host"}),
-        Kind::kAdsInfo);
-    EXPECT_EQ(KindOf({"ads", "auth", "-d1", "-U", "EXAMPLE\\admin%pw", "-S", "192.0.2.10", "ntlm"}),
-              Kind::kAdsAuth);
-    EXPECT_EQ(KindOf({"ads", "auth", "-P", "-d0", "-S", "192.0.2.10"}), Kind::kAdsAuth);
-}
-
-TEST(NetFrontClassify, OptionsBeforeTheWordsAndCaseDoNotMatter) {
-    EXPECT_EQ(KindOf({"-d0", "ads", "info"}), Kind::kAdsInfo);
-    EXPECT_EQ(KindOf({"-S", "ads", "ads", "auth"}), Kind::kAdsAuth);  // "-S ads": a server
-    EXPECT_EQ(KindOf({"--server", "info", "ads", "info"}), Kind::kAdsInfo);
-    EXPECT_EQ(KindOf({"-s", "/etc/samba/smb.join.conf", "ADS", "Info"}), Kind::kAdsInfo);
-    EXPECT_EQ(KindOf({"-Pd", "3", "ads", "auth"}), Kind::kAdsAuth);
-}
-
-TEST(NetFrontClassify, EverythingElsePassesThrough) {
-    EXPECT_EQ(KindOf({}), Kind::kPassThrough);
-    EXPECT_EQ(KindOf({"ads"}), Kind::kPassThrough);
-    EXPECT_EQ(KindOf({"ads", "lookup", "-S", "192.0.2.10"}), Kind::kPassThrough);
-    EXPECT_EQ(KindOf({"ads", "search", "-d0", "-P", "(name=nas01)", "sAMAccountName"}),
-              Kind::kPassThrough);
-    EXPECT_EQ(KindOf({"ads", "join", "-U", "administrator%pw"}), Kind::kPassThrough);
-    EXPECT_EQ(KindOf({"ads", "kerberos", "kinit", "-P"}), Kind::kPassThrough);
-    EXPECT_EQ(KindOf({"lookup", "kdc", "EXAMPLE.TEST"}), Kind::kPassThrough);
-    EXPECT_EQ(KindOf({"cache", "flush"}), Kind::kPassThrough);
-    EXPECT_EQ(KindOf({"rpc", "info"}), Kind::kPassThrough);
-    EXPECT_EQ(KindOf({"info", "ads"}), Kind::kPassThrough);
-    // Words after "--" are words, even when they look like options.
-    EXPECT_EQ(KindOf({"--", "ads", "info"}), Kind::kAdsInfo);
-    // An option value is not a word: "-U ads" then "info" is not "ads info".
-    EXPECT_EQ(KindOf({"-U", "ads", "info"}), Kind::kPassThrough);
+    const std::pair<Args, Kind> cases[] = {
+        {{"ads", "info", "-d0", "-S", "192.0.2.10"}, Kind::kAdsInfo},
+        {{"ads", "auth", "-d1", "-U", "EXAMPLE\\admin%pw", "-S", "192.0.2.10", "ntlm"},
+         Kind::kAdsAuth},
+        // Options before the words, and the words' case, do not matter.
+        {{"-d0", "ads", "info"}, Kind::kAdsInfo},
+        {{"-S", "ads", "ads", "auth"}, Kind::kAdsAuth},  // "-S ads": a server
+        {{"--server", "info", "ads", "info"}, Kind::kAdsInfo},
+        {{"-s", "/etc/samba/smb.join.conf", "ADS", "Info"}, Kind::kAdsInfo},
+        {{"-Pd", "3", "ads", "auth"}, Kind::kAdsAuth},
+        // Words after "--" are words, even when they look like options.
+        {{"--", "ads", "info"}, Kind::kAdsInfo},
+        // Everything else passes through; an option value is not a word.
+        {{}, Kind::kPassThrough},
+        {{"ads"}, Kind::kPassThrough},
+        {{"ads", "search", "-d0", "-P", "(name=nas01)", "sAMAccountName"}, Kind::kPassThrough},
+        {{"lookup", "kdc", "EXAMPLE.TEST"}, Kind::kPassThrough},
+        {{"info", "ads"}, Kind::kPassThrough},
+        {{"-U", "ads", "info"}, Kind::kPassThrough},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(Classify(ParseArgs(c.first)), c.second) << ::testing::PrintToString(c.first);
+    }
 }
 
 TEST(NetFrontParse, OptionsValuesAndClusters) {
@@ -94,28 +79,20 @@ TEST(NetFrontParse, AttachedShortValuesAndIpAddress) {
     EXPECT_EQ(last.server, "");
 }
 
-TEST(NetFrontInfo, KeysGetUnderscores) {
-    EXPECT_EQ(RewriteInfoLine("LDAP server: 192.0.2.10"), "LDAP_server: 192.0.2.10");
-    EXPECT_EQ(RewriteInfoLine("LDAP server name: dc1.example.test"),
-              "LDAP_server_name: dc1.example.test");
-    EXPECT_EQ(RewriteInfoLine("Server time offset: -12"), "Server_time_offset: -12");
-    EXPECT_EQ(
-        RewriteInfoLine("Last machine account password change: Thu, 01 Jan 1970 00:00:00 UTC"),
-        "Last_machine_account_password_change: Thu, 01 Jan 1970 00:00:00 UTC");
-}
-
-TEST(NetFrontInfo, OnlyTheKeyChanges) {
-    // The value keeps its blanks and colons.
-    EXPECT_EQ(RewriteInfoLine("Server time: Sun, 22 Nov 2026 22:15:39 UTC"),
-              "Server_time: Sun, 22 Nov 2026 22:15:39 UTC");
-    EXPECT_EQ(RewriteInfoLine("Realm: EXAMPLE.TEST"), "Realm: EXAMPLE.TEST");
-    EXPECT_EQ(RewriteInfoLine("Bind Path: dc=EXAMPLE,dc=TEST"), "Bind_Path: dc=EXAMPLE,dc=TEST");
-    // Lines without a colon, empty lines and blanks around the key stay as they are.
-    EXPECT_EQ(RewriteInfoLine("Didn't find the ldap server!"), "Didn't find the ldap server!");
-    EXPECT_EQ(RewriteInfoLine(""), "");
-    EXPECT_EQ(RewriteInfoLine("  KDC server : 192.0.2.10"), "  KDC_server : 192.0.2.10");
-    EXPECT_EQ(RewriteInfoLine(": value only"), ": value only");
-    EXPECT_EQ(RewriteInfoLine("   : x y"), "   : x y");
+TEST(NetFrontInfo, KeysGetUnderscoresAndValuesStay) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"LDAP server name: dc1.example.test", "LDAP_server_name: dc1.example.test"},
+        {"Server time: Sun, 22 Nov 2026 22:15:39 UTC",
+         "Server_time: Sun, 22 Nov 2026 22:15:39 UTC"},
+        {"Realm: EXAMPLE.TEST", "Realm: EXAMPLE.TEST"},
+        // Lines without a colon, empty lines and blanks around the key stay as they are.
+        {"Didn't find the ldap server!", "Didn't find the ldap server!"},
+        {"", ""},
+        {"  KDC server : 192.0.2.10", "  KDC_server : 192.0.2.10"},
+        {": value only", ": value only"},
+        {"   : x y", "   : x y"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(RewriteInfoLine(c.first), c.second);
 }
 
 TEST(NetFrontInfo, ValueOfAKey) {
@@ -126,7 +103,6 @@ TEST(NetFrontInfo, ValueOfAKey) {
 }
 
 TEST(NetFrontInfo, AServerIsNotReplacedByAnother) {
-    using Args = std::vector<std::string>;
     const std::string pin = "--option=name resolve order=host";
     const Args withServer = {"ads", "info", "-S", "192.0.2.10"};
     EXPECT_EQ(PinnedInfoArgs(withServer, ParseArgs(withServer)),
@@ -137,12 +113,16 @@ TEST(NetFrontInfo, AServerIsNotReplacedByAnother) {
     EXPECT_EQ(PinnedInfoArgs(ownOrder, ParseArgs(ownOrder)), ownOrder);
 }
 
-TEST(NetFrontAuth, NtlmForcesKerberosOffAndKeepsTheCredentials) {
+AuthPlan Plan(const Args& args) {
     AuthPlan plan;
     std::string error;
-    ASSERT_TRUE(BuildAuthCommand(
-        ParseArgs({"ads", "auth", "-d1", "-U", "EXAMPLE\\admin%pw", "-S", "192.0.2.10", "ntlm"}),
-        plan, error));
+    EXPECT_TRUE(BuildAuthCommand(ParseArgs(args), plan, error)) << error;
+    return plan;
+}
+
+TEST(NetFrontAuth, NtlmForcesKerberosOffAndKeepsTheCredentials) {
+    AuthPlan plan =
+        Plan({"ads", "auth", "-d1", "-U", "EXAMPLE\\admin%pw", "-S", "192.0.2.10", "ntlm"});
     EXPECT_EQ(plan.method, "ntlm");
     EXPECT_EQ(plan.server, "192.0.2.10");
     EXPECT_FALSE(plan.verbose);
@@ -150,46 +130,34 @@ TEST(NetFrontAuth, NtlmForcesKerberosOffAndKeepsTheCredentials) {
               (Args{kSystemNet, "ads", "search", "-d3", "--option=name resolve order=host", "-U",
                     "EXAMPLE\\admin%pw", "-S", "192.0.2.10", "--use-kerberos=off",
                     "(objectClass=domain)", "distinguishedName"}));
-}
-
-TEST(NetFrontAuth, Krb5ForcesKerberosAndDropsTheCallersKerberosSwitch) {
-    AuthPlan plan;
-    std::string error;
-    ASSERT_TRUE(BuildAuthCommand(ParseArgs({"ads", "auth", "-k", "-S", "dc1.example.test", "KRB5"}),
-                                 plan, error));
-    EXPECT_EQ(plan.method, "krb5");
-    EXPECT_EQ(plan.argv,
-              (Args{kSystemNet, "ads", "search", "-d3", "--option=name resolve order=host", "-S",
-                    "dc1.example.test", "--use-kerberos=required", "(objectClass=domain)",
-                    "distinguishedName"}));
     // -k with "ntlm" means NTLM: the ticket cache is no NTLM credential, so that fails.
-    ASSERT_TRUE(BuildAuthCommand(
-        ParseArgs({"ads", "auth", "-k", "--use-kerberos=desired", "-S", "192.0.2.10", "ntlm"}),
-        plan, error));
+    plan = Plan({"ads", "auth", "-k", "--use-kerberos=desired", "-S", "192.0.2.10", "ntlm"});
     EXPECT_EQ(std::count(plan.argv.begin(), plan.argv.end(), "-k"), 0);
     EXPECT_EQ(std::count(plan.argv.begin(), plan.argv.end(), "--use-kerberos=off"), 1);
     EXPECT_EQ(std::count(plan.argv.begin(), plan.argv.end(), "--use-kerberos=desired"), 0);
 }
 
+TEST(NetFrontAuth, Krb5ForcesKerberosAndDropsTheCallersKerberosSwitch) {
+    AuthPlan plan = Plan({"ads", "auth", "-k", "-S", "dc1.example.test", "KRB5"});
+    EXPECT_EQ(plan.method, "krb5");
+    EXPECT_EQ(plan.argv,
+              (Args{kSystemNet, "ads", "search", "-d3", "--option=name resolve order=host", "-S",
+                    "dc1.example.test", "--use-kerberos=required", "(objectClass=domain)",
+                    "distinguishedName"}));
+}
+
 TEST(NetFrontAuth, MachineAccountWithoutMethodKeepsNetsDefault) {
-    AuthPlan plan;
-    std::string error;
-    ASSERT_TRUE(
-        BuildAuthCommand(ParseArgs({"ads", "auth", "-P", "-d0", "-S", "192.0.2.11"}), plan, error));
+    AuthPlan plan = Plan({"ads", "auth", "-P", "-d0", "-S", "192.0.2.11"});
     EXPECT_EQ(plan.method, "");
     EXPECT_EQ(plan.argv,
               (Args{kSystemNet, "ads", "search", "-d3", "--option=name resolve order=host", "-P",
                     "-S", "192.0.2.11", "(objectClass=domain)", "distinguishedName"}));
     // Without a server, net looks for a DC as usual.
-    ASSERT_TRUE(BuildAuthCommand(ParseArgs({"ads", "auth", "-P", "-k"}), plan, error));
-    EXPECT_EQ(plan.argv, (Args{kSystemNet, "ads", "search", "-d3", "-P", "-k",
-                               "(objectClass=domain)", "distinguishedName"}));
-}
-
-TEST(NetFrontAuth, HighDebugLevelIsVerboseAndKept) {
-    AuthPlan plan;
-    std::string error;
-    ASSERT_TRUE(BuildAuthCommand(ParseArgs({"ads", "auth", "-d5", "-P", "krb5"}), plan, error));
+    EXPECT_EQ(Plan({"ads", "auth", "-P", "-k"}).argv,
+              (Args{kSystemNet, "ads", "search", "-d3", "-P", "-k", "(objectClass=domain)",
+                    "distinguishedName"}));
+    // A high debug level is verbose and kept.
+    plan = Plan({"ads", "auth", "-d5", "-P", "krb5"});
     EXPECT_TRUE(plan.verbose);
     EXPECT_EQ(plan.argv[3], "-d5");
 }
