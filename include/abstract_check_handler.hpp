@@ -11,7 +11,7 @@
 #include "api_response.hpp"
 #include "error_code.hpp"
 
-using HelpLinkMap = std::unordered_map<int, std::unordered_map<std::string, std::string>>;
+using HelpLinkMap = std::unordered_map<ErrorCode, std::unordered_map<std::string, std::string>>;
 
 // Error code to help-link keys and addresses; read-only after load.
 extern const HelpLinkMap kHelpLinks;

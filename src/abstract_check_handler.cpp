@@ -18,27 +18,28 @@ std::string PolicyPage(const char* page) {
 
 HelpLinkMap BuildHelpLinks() {
     HelpLinkMap links;
-    for (int code : {1085, 1086, 1087, 1088, 1089}) {
+    for (ErrorCode code : {kWinbindNotAvailable, kWinbindPingFailed, kWinbindDCConnectionFailed,
+                           kWinbindDomainNotFound, kNSSLookupFailed}) {
         links[code]["link"] = kSupportRequest;
     }
-    links[1005]["link"] = kSRVRecordsArticle;
-    links[1006]["link"] = kSRVRecordsArticle;
-    links[1080]["link"] =
+    links[kNoSRVRecord]["link"] = kSRVRecordsArticle;
+    links[kSomeSRVRecordsMissing]["link"] = kSRVRecordsArticle;
+    links[kMachineAccountConflict]["link"] =
         "https://learn.microsoft.com/en-us/previous-versions/windows/it-pro/windows-2000-server/"
         "cc961817(v=technet.10)";
-    links[1081]["link"] =
+    links[kAuthFailedSomeDCsJoined]["link"] =
         "https://learn.microsoft.com/en-us/windows-server/identity/ad-ds/manage/troubleshoot/"
         "troubleshooting-active-directory-replication-problems";
-    links[1076]["link"] =
+    links[kUserAccountControl]["link"] =
         "https://learn.microsoft.com/en-us/troubleshoot/windows-server/active-directory/"
         "useraccountcontrol-manipulate-account-properties";
-    links[1077]["link"] = PolicyPage("access-this-computer-from-the-network");
-    links[1123]["link"] = PolicyPage("add-workstations-to-domain");
-    links[1034]["link_server_exception"] =
+    links[kLogonTypeNotGranted]["link"] = PolicyPage("access-this-computer-from-the-network");
+    links[kMachineAccountFlagsDenied]["link"] = PolicyPage("add-workstations-to-domain");
+    links[kNTLMBlocked]["link_server_exception"] =
         PolicyPage("network-security-restrict-ntlm-add-server-exceptions-in-this-domain");
-    links[1034]["link_ntlm_traffic"] =
+    links[kNTLMBlocked]["link_ntlm_traffic"] =
         PolicyPage("network-security-restrict-ntlm-incoming-ntlm-traffic");
-    links[1034]["link_ntlm_auth"] =
+    links[kNTLMBlocked]["link_ntlm_auth"] =
         PolicyPage("network-security-restrict-ntlm-ntlm-authentication-in-this-domain");
     return links;
 }

@@ -11,17 +11,13 @@
 #include "log.hpp"
 #include "port_checker.hpp"
 #include "qarn.h"
+#include "system_paths.hpp"
 #include "util.hpp"
 
 namespace {
 
-const char kLDAPConf[] = "/usr/qarn/etc/openldap/ldap.conf";
-const char kLDAPConfDefaults[] = "/usr/qarn/etc.defaults/openldap/ldap.conf";
 const char kClientCertificate[] = "/var/lib/ldap/ldapclient.crt";
 const char kClientKey[] = "/var/lib/ldap/ldapclient.key";
-const char kCachePrefix[] = "/tmp/LDAP_result_";
-const int kLDAPPort = 389;
-const int kLDAPSPort = 636;
 const int kConfidentialityRequired = 13;
 
 // Flags of QARNLDAPConfSetOne.
@@ -29,7 +25,7 @@ const int kConfSet = 0;
 const int kConfReset = 1;
 
 std::string CachePath(const std::string& category) {
-    return kCachePrefix + category + ".json";
+    return kLDAPCachePrefix + category + ".json";
 }
 
 // Whether entry has the attribute as a string (possibly empty); its text into *text.
@@ -73,9 +69,10 @@ LDAPTestHandler::LDAPTestHandler(QARN::APIRequest* request, QARN::APIResponse* r
     : m_request(request), m_response(response) {}
 
 LDAPTestHandler::~LDAPTestHandler() {
-    if (QARNLDAPConfSetOne(kLDAPConf, kLDAPConfDefaults, "TLS_CERT", kClientCertificate,
+    if (QARNLDAPConfSetOne(kLDAPConfFile, kLDAPConfDefaultsFile, "TLS_CERT", kClientCertificate,
                            kConfReset) < 0 ||
-        QARNLDAPConfSetOne(kLDAPConf, kLDAPConfDefaults, "TLS_KEY", kClientKey, kConfReset) < 0) {
+        QARNLDAPConfSetOne(kLDAPConfFile, kLDAPConfDefaultsFile, "TLS_KEY", kClientKey,
+                           kConfReset) < 0) {
         DS_LOG(LOG_ERR, "%s:%d reset config failed");
     }
     QARNLDAPSearchFree(&m_searchRequest, &m_searchResult);
@@ -136,9 +133,9 @@ int LDAPTestHandler::InitRequest() {
         return -1;
     }
     int flag = m_clientCertificate ? kConfSet : kConfReset;
-    if (QARNLDAPConfSetOne(kLDAPConf, kLDAPConfDefaults, "TLS_CERT", kClientCertificate, flag) <
-            0 ||
-        QARNLDAPConfSetOne(kLDAPConf, kLDAPConfDefaults, "TLS_KEY", kClientKey, flag) < 0) {
+    if (QARNLDAPConfSetOne(kLDAPConfFile, kLDAPConfDefaultsFile, "TLS_CERT", kClientCertificate,
+                           flag) < 0 ||
+        QARNLDAPConfSetOne(kLDAPConfFile, kLDAPConfDefaultsFile, "TLS_KEY", kClientKey, flag) < 0) {
         DS_LOG(LOG_ERR, "%s:%d set LDAP config failed");
         m_response->SetError(kLDAPSearchFailed, Json::Value());
         return -1;

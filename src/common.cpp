@@ -8,16 +8,13 @@
 #include "log.hpp"
 #include "qarn.h"
 #include "qarnldap.h"
+#include "system_paths.hpp"
 #include "util.hpp"
 
 namespace {
 
-const char kSmbConf[] = "/etc/samba/smb.conf";
-const char kNet[] = "/usr/local/bin/net";
 const char kServerSiteNameKey[] = "Server Site Name";
 const int kSecurityValueSize = 16;
-const int kSiteLookupAttempts = 3;
-const int kSiteLookupTimeLimit = 15;
 const int kSRVNamesPerService = 4;
 
 }  // namespace
@@ -44,7 +41,7 @@ CommonCore::EJoinStatus CommonCore::GetJoinedStatus() {
 CommonCore::EJoinStatus CommonCore::ReadJoinedStatus() {
     if (QARNWinsIsQarnADS() != 0) return kADServer;
     char security[kSecurityValueSize] = {};
-    if (QLIBCFileGetKeyValue(kSmbConf, "security", security, kSecurityValueSize, 0) > 0) {
+    if (QLIBCFileGetKeyValue(kSmbConfFile, "security", security, kSecurityValueSize, 0) > 0) {
         const std::string value = security;
         if (value == "domain") return kDomainJoined;
         if (value == "ads") return kADSJoined;
@@ -91,9 +88,9 @@ std::string CommonCore::GetServerSiteName(const std::string& domainName, const s
     }
     for (const Json::Value& address : addresses) {
         std::vector<std::string> siteNames;
-        const std::vector<std::string> argv = {kNet, "ads", "lookup", "-S", address.asString()};
+        const std::vector<std::string> argv = {kNetTool, "ads", "lookup", "-S", address.asString()};
         if (ExecuteCmdGetKeyValues(argv, nullptr, kServerSiteNameKey, siteNames, nullptr,
-                                   kSiteLookupAttempts, kSiteLookupTimeLimit) &&
+                                   kNetQueryAttempts, kNetQueryTimeLimit) &&
             !siteNames.empty()) {
             m_serverSiteName = siteNames.front();
             return m_serverSiteName + kSRVSitesSuffix;

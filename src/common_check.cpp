@@ -11,22 +11,15 @@
 #include "mtu_checker.hpp"
 #include "port_checker.hpp"
 #include "qarn.h"
+#include "system_paths.hpp"
 #include "util.hpp"
 
 namespace {
 
-const char kCheckListDirectory[] = "/usr/qarn/etc.defaults/directory/checklist/";
-const char kLastTestFile[] = "/usr/qarn/etc/directory/last_test";
-const char kArping[] = "/sbin/arping";
-const char kQarnwin[] = "/usr/qarn/sbin/qarnwin";
 const char kKindDomain[] = "domain";
 const char kKindDefault[] = "default";
 const int kInterfaceNameSize = 16;
 const int kAddressSize = 16;
-const int kArpingTimeLimit = 10;
-const int kLDAPPort = 389;
-const int kLDAPSPort = 636;
-const int kKerberosPort = 88;
 const int kHighestPort = 65535;
 
 struct PortService {
@@ -37,10 +30,10 @@ struct PortService {
 
 // The LDAP ports are handled apart: their code depends on the kind of test.
 const PortService kPortServices[] = {
-    {53, "DNS", kDNSPortUnreachable},
-    {88, "Kerberos", kKerberosPortUnreachable},
-    {137, "NetBIOS", kNetBIOSPortUnreachable},
-    {445, "SMB", kSMBPortUnreachable},
+    {kDNSPort, "DNS", kDNSPortUnreachable},
+    {kKerberosPort, "Kerberos", kKerberosPortUnreachable},
+    {kNetBIOSPort, "NetBIOS", kNetBIOSPortUnreachable},
+    {kSMBPort, "SMB", kSMBPortUnreachable},
 };
 
 bool IsLDAPPort(int port) {
@@ -292,7 +285,7 @@ void CommonCheckHandler::TestNasIPConflict() {
     }
     // Duplicate-address detection: up to 3 probes within 2 seconds.
     const int exitStatus =
-        QLIBCExecl(kArping, QLIBC_EXEC_QUIET, "-D", "-q", "-w", "2", "-c", "3", "-I",
+        QLIBCExecl(kArpingTool, QLIBC_EXEC_QUIET, "-D", "-q", "-w", "2", "-c", "3", "-I",
                    interfaceName.c_str(), localIP.c_str(), static_cast<char*>(nullptr));
     if (exitStatus == 0) {
         SetSuccess(Json::Value());
@@ -345,8 +338,8 @@ ErrorCode CommonCheckHandler::CheckIPConflict(const Json::Value& targets, Json::
         }
         int exitStatus = -1;
         const std::vector<std::string> lines =
-            ExecuteCmd(kArping, {"-c", "1", "-I", interfaceName, address}, &exitStatus, 1,
-                       kArpingTimeLimit, "r");
+            ExecuteCmd(kArpingTool, {"-c", "1", "-I", interfaceName, address}, &exitStatus, 1,
+                       kQuickToolTimeLimit, "r");
         if (exitStatus == -1) {
             DS_LOG(LOG_DEBUG, "%s:%d Execute arping failed: %d", exitStatus);
             return kInternalStepFailed;
@@ -358,7 +351,7 @@ ErrorCode CommonCheckHandler::CheckIPConflict(const Json::Value& targets, Json::
 }
 
 bool CommonCheckHandler::ReadHostConflictLine(const std::string& serverAddress, std::string* line) {
-    FILE* stream = QLIBCPopen(kQarnwin, "r", "-checkDNSHostConflict", serverAddress.c_str(),
+    FILE* stream = QLIBCPopen(kQarnwinTool, "r", "-checkDNSHostConflict", serverAddress.c_str(),
                               static_cast<char*>(nullptr));
     if (stream == nullptr) {
         DS_LOG(LOG_DEBUG, "%s:%d Fail to check DNS host conflict");

@@ -9,17 +9,13 @@
 #include "log.hpp"
 #include "port_checker.hpp"
 #include "qarn.h"
+#include "system_paths.hpp"
 #include "util.hpp"
 
 namespace {
 
-const char kNslookup[] = "/usr/bin/nslookup";
-const char kNet[] = "/usr/local/bin/net";
-const char kSmbConf[] = "/etc/samba/smb.conf";
 const char kRecordTypeAddress[] = "address";
-const int kDNSPort = 53;
 const int kDNSListCapacity = 1024;
-const int kNetLookupTimeLimit = 10;
 
 // Addresses of "ADDRESS:PORT" lines; lines without a colon hold no address.
 Json::Value AddressesOf(const std::vector<std::string>& lines) {
@@ -103,7 +99,8 @@ void CommonDnsHandler::TestDNSValid() {
     }
     if (probe > 0) {
         DS_LOG(LOG_DEBUG, "%s:%d DNS tcp port is unreachable");
-    } else if (QLIBCExec(kNslookup, serverAddress.c_str(), dns.c_str(), nullptr, nullptr) == 0) {
+    } else if (QLIBCExec(kNslookupTool, serverAddress.c_str(), dns.c_str(), nullptr, nullptr) ==
+               0) {
         SetSuccess(Json::Value());
         return;
     } else {
@@ -195,7 +192,7 @@ void CommonDnsHandler::TestSRVTarget() {
 }
 
 void CommonDnsHandler::TestSRVTargetPost() {
-    std::ifstream smbConf(kSmbConf);
+    std::ifstream smbConf(kSmbConfFile);
     if (!m_request->HasParam("srv")) {
         DS_LOG(LOG_DEBUG, "%s:%d Did not provide srv");
         SetError(kBadParameter);
@@ -238,9 +235,9 @@ bool CommonDnsHandler::NetLookupServers(const std::string& realm, Json::Value& k
     int kdcStatus = -1;
     int ldapStatus = -1;
     const std::vector<std::string> kdcLines =
-        ExecuteCmd(kNet, {"lookup", "kdc", realm}, &kdcStatus, 1, kNetLookupTimeLimit, "r");
+        ExecuteCmd(kNetTool, {"lookup", "kdc", realm}, &kdcStatus, 1, kQuickToolTimeLimit, "r");
     const std::vector<std::string> ldapLines =
-        ExecuteCmd(kNet, {"lookup", "ldap", realm}, &ldapStatus, 1, kNetLookupTimeLimit, "r");
+        ExecuteCmd(kNetTool, {"lookup", "ldap", realm}, &ldapStatus, 1, kQuickToolTimeLimit, "r");
     if (kdcStatus != 0 || ldapStatus != 0) return false;
     kdcs = AddressesOf(kdcLines);
     ldaps = AddressesOf(ldapLines);

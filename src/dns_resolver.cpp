@@ -6,14 +6,12 @@
 #include "log.hpp"
 #include "port_checker.hpp"
 #include "qarn.h"
+#include "system_paths.hpp"
 #include "util.hpp"
 
 namespace {
 
-const char kNslookup[] = "/usr/bin/nslookup";
-const int kDNSPort = 53;
 const int kDNSSettingSize = 20;
-const int kNslookupTimeLimit = 10;
 
 // Record type to the prefix of the output lines that carry its answers.
 const std::map<std::string, std::string>& AnswerPrefixes() {
@@ -70,7 +68,7 @@ bool DnsResolver::IsDNSAlive() {
 }
 
 ErrorCode DnsResolver::ResolveRecord(Json::Value& output) {
-    std::vector<std::string> argv = {kNslookup};
+    std::vector<std::string> argv = {kNslookupTool};
     const auto prefix = AnswerPrefixes().find(m_recordType);
     if (prefix == AnswerPrefixes().end()) return kBadParameter;
     if (!m_recordType.empty()) argv.push_back("-type=" + m_recordType);
@@ -86,7 +84,7 @@ ErrorCode DnsResolver::ResolveRecord(Json::Value& output) {
         if (ExtractAnswer(line, prefix->second, &value)) answers.push_back(value);
         return false;
     };
-    if (!ExecuteCmd(argv, collect, nullptr, 1, kNslookupTimeLimit) || answers.empty()) {
+    if (!ExecuteCmd(argv, collect, nullptr, 1, kQuickToolTimeLimit) || answers.empty()) {
         return kNameNotResolved;
     }
     for (const std::string& answer : answers) output.append(answer);

@@ -9,17 +9,13 @@
 #include "dns_resolver.hpp"
 #include "log.hpp"
 #include "qarn.h"
+#include "system_paths.hpp"
 
 const char kKrb5[] = "krb5";
 const char kNTLM[] = "ntlm";
 
 namespace {
 
-const char kNet[] = "/usr/local/bin/net";
-const char kSmbConf[] = "/etc/samba/smb.conf";
-const char kADServerConf[] = "/etc/samba/qarnadserver.conf";
-const char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
-const char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
 const int kPasswordServerSize = 8192;
 const int kWorkgroupSize = 128;
 const int kWorkgroupFileValueSize = 32;
@@ -76,7 +72,7 @@ const std::string& DomainCore::GetDCIP() {
     }
     if (!IsJoinedDomain()) return m_dcIP;
     char server[kPasswordServerSize] = {};
-    if (QLIBCFileGetKeyValue(kSmbConf, "password server", server, sizeof(server), 0) > 0) {
+    if (QLIBCFileGetKeyValue(kSmbConfFile, "password server", server, sizeof(server), 0) > 0) {
         m_dcIP = server;
     }
     return m_dcIP;
@@ -127,12 +123,12 @@ std::vector<std::string> DomainCore::NetLookup(ErrorCode& err, const char* servi
     }
     int status = -1;
     ExecuteCmd(
-        {kNet, "lookup", LookupKind(service), "-d0"},
+        {kNetTool, "lookup", LookupKind(service), "-d0"},
         [&addresses](std::string line) {
             AddLookupLine(std::move(line), addresses);
             return false;
         },
-        &status, 1, 10);
+        &status, 1, kQuickToolTimeLimit);
     if (status == 0 && !addresses.empty()) return addresses;
     if (status == 0) err = kNoDCAddress;
     ResetTestAddress();
@@ -205,8 +201,9 @@ std::string DomainCore::ConvertIP2Fqdn(std::string ip, ErrorCode& err) {
         return true;
     };
     std::vector<std::string> names;
-    if (!ExecuteCmdGetKeyValues({kNet, "ads", "info", "-S", ip}, matchKerberosMessage,
-                                "LDAP_server_name", names, nullptr, 3, 15)) {
+    if (!ExecuteCmdGetKeyValues({kNetTool, "ads", "info", "-S", ip}, matchKerberosMessage,
+                                "LDAP_server_name", names, nullptr, kNetQueryAttempts,
+                                kNetQueryTimeLimit)) {
         return "";
     }
     if (names.empty()) {
@@ -303,7 +300,7 @@ std::string DomainCore::LookUpWorkgroup(bool refresh) {
 
 const KeyValueMap& DomainCore::GetSMBConf() {
     if (!m_smbConf.empty()) return m_smbConf;
-    const char* path = IsADServer() ? kADServerConf : kSmbConf;
+    const char* path = IsADServer() ? kADServerConfFile : kSmbConfFile;
     std::ifstream settings(path);
     if (!settings.is_open()) {
         DS_LOG(LOG_ERR, "%s:%d Cannot open %s", path);
@@ -341,8 +338,8 @@ void DomainCore::ServerAddressCheck() {
     }
     std::vector<std::string> realms;
     if (ExecuteCmdGetKeyValues(
-            {kNet, "ads", "info", "-S", address, "-d0", "--option=name resolve order=host"},
-            nullptr, "Realm", realms, nullptr, 3, 15) &&
+            {kNetTool, "ads", "info", "-S", address, "-d0", "--option=name resolve order=host"},
+            nullptr, "Realm", realms, nullptr, kNetQueryAttempts, kNetQueryTimeLimit) &&
         !realms.empty()) {
         m_data["server_address"] = realms.front();
         m_data["check_address_fail"] = false;

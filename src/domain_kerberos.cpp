@@ -7,10 +7,10 @@
 #include "domain.hpp"
 #include "log.hpp"
 #include "qarn.h"
+#include "system_paths.hpp"
 
 namespace {
 
-const char kKrb5Conf[] = "/etc/krb5.conf";
 const char kSambaKrb5ConfPrefix[] = "/run/samba/smb_krb5/krb5.conf.";
 const char kKdcPrefix[] = "kdc = ";
 const char kEncryptionTypes[] =
@@ -89,13 +89,13 @@ void DomainCore::WriteKrb5Conf(std::ostream& output, const Json::Value& kdcs) {
 
 bool DomainCore::GenKrb5Conf(bool regenerate) {
     if (GetFQDN().empty()) return false;
-    if (QLIBCFileExist(kKrb5Conf) == 1) {
+    if (QLIBCFileExist(kKrb5ConfFile) == 1) {
         if (!regenerate) return true;
-        unlink(kKrb5Conf);
+        unlink(kKrb5ConfFile);
     }
-    std::ofstream output(kKrb5Conf, std::ios::trunc);
+    std::ofstream output(kKrb5ConfFile, std::ios::trunc);
     if (!output.is_open()) {
-        DS_LOG(LOG_ERR, "%s:%d can't open %s", kKrb5Conf);
+        DS_LOG(LOG_ERR, "%s:%d can't open %s", kKrb5ConfFile);
         return false;
     }
     WriteKrb5Conf(output, GetAvailableKdcIpList());
@@ -111,12 +111,12 @@ ErrorCode DomainCore::Kinit(bool regenerate) {
 }
 
 ErrorCode DomainCore::MachineKinit() {
-    std::vector<std::string> argv = {"/usr/local/bin/net", "ads", "kerberos", "kinit", "-P"};
+    std::vector<std::string> argv = {kNetTool, "ads", "kerberos", "kinit", "-P"};
     SetDebugLevel(0);
     SetOutputFile("");
     if (GetDebugLevel() >= 0) argv.push_back("-d" + std::to_string(GetDebugLevel()));
     ErrorCode err = kNoError;
-    if (RunCommandCore(argv, err, kNTStatusMessageTable, 30, "")) return kNoError;
+    if (RunCommandCore(argv, err, kNTStatusMessageTable, kKerberosTimeLimit, "")) return kNoError;
     m_domainError.Add(err == kCommandTimedOut ? kNoDCReachable : err, GetFQDN());
     return m_domainError.GetProperErr();
 }
@@ -126,8 +126,8 @@ ErrorCode DomainCore::UserKinit(bool regenerate) {
     if (principal.empty()) return kBadParameter;
     if (!regenerate) {
         std::vector<std::string> cached;
-        if (ExecuteCmdGetKeyValues({"/usr/bin/klist"}, nullptr, "Default principal", cached,
-                                   nullptr, 3, 15) &&
+        if (ExecuteCmdGetKeyValues({kKlistTool}, nullptr, "Default principal", cached, nullptr,
+                                   kNetQueryAttempts, kNetQueryTimeLimit) &&
             !cached.empty() && cached.front() == principal) {
             return kNoError;
         }

@@ -8,10 +8,10 @@
 #include "domain.hpp"
 #include "log.hpp"
 #include "qarn.h"
+#include "system_paths.hpp"
 
 namespace {
 
-const char kPolicyFile[] = "/tmp/GptTmpl.inf";
 const char kRepliesPrefix[] = "Got ";
 const char kRepliesSuffix[] = " replies";
 
@@ -96,7 +96,7 @@ bool DomainCore::RunCommandCore(std::vector<std::string> argv, ErrorCode& err,
 int DomainCore::RunNetSearchKey(const std::string& key, std::vector<std::string>& values,
                                 ErrorCode& err, const MessageEntry* table, int /*unused*/,
                                 const std::string& extraFlag) {
-    std::vector<std::string> argv = {"/usr/local/bin/net", "ads", "search", "-d0"};
+    std::vector<std::string> argv = {kNetTool, "ads", "search", "-d0"};
     if (!AppendAuthOption(argv, err)) return -1;
     if (m_netFilter.empty()) {
         err = kBadParameter;
@@ -132,7 +132,8 @@ int DomainCore::RunNetSearchKey(const std::string& key, std::vector<std::string>
         return false;
     };
     std::vector<std::string> found;
-    if (!ExecuteCmdGetKeyValues(argv, consumeLine, key, found, nullptr, 3, 15)) {
+    if (!ExecuteCmdGetKeyValues(argv, consumeLine, key, found, nullptr, kNetQueryAttempts,
+                                kNetQueryTimeLimit)) {
         DS_LOG(LOG_ERR, "%s:%d ExecuteCmdGetKeyValues failed. Command: %s",
                CommandText(argv).c_str());
         err = localError;
@@ -149,7 +150,7 @@ bool DomainCore::RunSmbclient(ErrorSeverity& severity, ErrorCode& err, int timeL
         err = addressError;
         return false;
     }
-    std::vector<std::string> argv = {"/usr/local/bin/smbclient"};
+    std::vector<std::string> argv = {kSmbclientTool};
     if (m_debugLevel >= 0) argv.push_back("-d" + std::to_string(m_debugLevel));
     if (!AppendAuthOption(argv, err)) {
         severity = kError;
@@ -208,10 +209,11 @@ ErrorCode DomainCore::GetGPO(const std::string& policyId, std::vector<std::strin
     SetSmbclientCmd("get \"" + PolicyTemplatePath(GetFQDN(), policyId) + "\" " + kPolicyFile);
     ErrorSeverity severity = kCodeOnly;
     ErrorCode err = kNoError;
-    if (!RunSmbclient(severity, err, 30)) {
+    if (!RunSmbclient(severity, err, kSmbclientTimeLimit)) {
         SetAuthMethod(kAuthNTLM);
         ResetTestAddress();
-        if (!RunSmbclient(severity, err, 30) && err == kObjectNotFound) err = kGPONotFound;
+        if (!RunSmbclient(severity, err, kSmbclientTimeLimit) && err == kObjectNotFound)
+            err = kGPONotFound;
     }
     ErrorCode result = err;
     if (QLIBCFileExist(kPolicyFile) == 1) {

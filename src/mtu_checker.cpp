@@ -4,12 +4,11 @@
 
 #include "log.hpp"
 #include "qarn.h"
+#include "system_paths.hpp"
 #include "util.hpp"
 
 namespace {
 
-const char kPing[] = "/bin/ping";
-const int kPingTimeLimit = 10;
 const int kInterfaceNameSize = 16;
 const int kPingNoAnswer = 1;
 
@@ -33,7 +32,7 @@ ErrorCode PingFailureCode(int exitStatus) {
 
 int MTUChecker::Ping(const std::vector<std::string>& argv) {
     int exitStatus = -1;
-    if (!ExecuteCmd(argv, nullptr, &exitStatus, 1, kPingTimeLimit)) {
+    if (!ExecuteCmd(argv, nullptr, &exitStatus, 1, kQuickToolTimeLimit)) {
         DS_LOG(LOG_DEBUG, "%s:%d Execute ping command failed, exit code [%d]", exitStatus);
     }
     return exitStatus;
@@ -53,7 +52,7 @@ int MTUChecker::GetDefualtInterfaceMTU() {
 }
 
 int MTUChecker::CheckICMPEnable(const std::string& host) {
-    return Ping({kPing, "-c", "3", "-W", "2", host});
+    return Ping({kPingTool, "-c", "3", "-W", "2", host});
 }
 
 ErrorCode MTUChecker::PrepareChecker(const std::string& host, HostInfo& hostInfo) {
@@ -76,7 +75,7 @@ ErrorCode MTUChecker::PrepareChecker(const std::string& host, HostInfo& hostInfo
 }
 
 int MTUChecker::PingWithSize(int packetSize, const HostInfo& hostInfo, PathMTUOption option) {
-    std::vector<std::string> argv = {kPing, "-c", "1", "-W", "2"};
+    std::vector<std::string> argv = {kPingTool, "-c", "1", "-W", "2"};
     if (option == kPMTUDo) {
         argv.insert(argv.end(), {"-M", "do"});
     }

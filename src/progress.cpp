@@ -10,11 +10,11 @@
 #include "log.hpp"
 #include "qarn.h"
 #include "qarnldap.h"
+#include "system_paths.hpp"
 #include "util.hpp"
 
 namespace {
 
-const char kProgressFile[] = "/tmp/dir_service_check_progress.json";
 const char kModuleMarker[] = "QARN.Core.DirectoryServiceCheck";
 const int kWatchPasses = 5;
 
@@ -36,7 +36,7 @@ bool SameTime(const timespec& a, const timespec& b) {
 // True when a process list line shows another process of this module.
 bool IsOtherModuleProcess(const std::string& line) {
     if (line.find(kModuleMarker) == std::string::npos) return false;
-    if (line.find("/bin/ps") != std::string::npos) return false;
+    if (line.find(kPsTool) != std::string::npos) return false;
     int pid = 0;
     try {
         pid = std::stoi(line);
@@ -50,7 +50,7 @@ bool IsOtherModuleProcess(const std::string& line) {
 bool AnyOtherModuleProcess() {
     int status = -1;
     for (const std::string& line :
-         ExecuteCmd("/bin/ps", {"axeo", "pid,args"}, &status, 1, 10, "r")) {
+         ExecuteCmd(kPsTool, {"axeo", "pid,args"}, &status, 1, kQuickToolTimeLimit, "r")) {
         if (IsOtherModuleProcess(line)) return true;
     }
     return false;

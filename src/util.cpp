@@ -17,10 +17,10 @@
 
 #include "log.hpp"
 #include "qlibc.h"
+#include "system_paths.hpp"
 
 namespace {
 
-const char kTimeoutTool[] = "/usr/bin/timeout";
 const int kTimedOut = 124;
 const int kLineBufferSize = 1024;
 const int kInvalidArgument = 0xd00;

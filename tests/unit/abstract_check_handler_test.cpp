@@ -99,7 +99,7 @@ TEST(HelpLinks, ThirteenCodesFifteenLinks) {
     }
     EXPECT_EQ(kHelpLinks.size(), 13u);
     EXPECT_EQ(links, 15u);
-    EXPECT_EQ(kHelpLinks.at(1005), kHelpLinks.at(1006));
+    EXPECT_EQ(kHelpLinks.at(kNoSRVRecord), kHelpLinks.at(kSomeSRVRecordsMissing));
 }
 
 }  // namespace
