@@ -111,6 +111,10 @@ class DomainCore : public CommonCore {
     void SetSmbclientCmd(const std::string& command) { m_smbclientCmd = command; }
 
   protected:
+    // The hosts that failed with code into the answer data: one as "info"."ip", several as
+    // "info"."ips" with "isPlural" true.
+    void PutFailedHosts(ErrorCode code);
+
     DomainError m_domainError;
 
   private:

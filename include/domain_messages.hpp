@@ -16,6 +16,9 @@ struct MessageEntry {
 extern const MessageEntry kKrb5MessageTable[];
 // NT status names printed by the Samba tools.
 extern const MessageEntry kNTStatusMessageTable[];
+// Failures reported by winbind's client library; the closing row (500) applies only to walks
+// with a keyword.
+extern const MessageEntry kWinbindMessageTable[];
 
 // The first row whose message occurs in line, or the closing row.
 const MessageEntry& FindMessage(const MessageEntry* table, const std::string& line);

@@ -26,6 +26,12 @@ inline constexpr char kCheckListDirectory[] = "/usr/qarn/etc.defaults/directory/
 inline constexpr char kLastTestFile[] = "/usr/qarn/etc/directory/last_test";
 inline constexpr char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
 inline constexpr char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
+inline constexpr char kTrustDomainInfoFile[] = "/usr/qarn/etc/private/trust_domain_info";
+
+// Winbind: its service unit and the caches it keeps.
+inline constexpr char kWinbindService[] = "pkg-qarnsamba-winbindd";
+inline constexpr char kWinbindCacheFile[] = "/var/lib/samba/winbindd_cache.tdb";
+inline constexpr char kNetSamLogonCacheFile[] = "/var/cache/samba/netsamlogon_cache.tdb";
 
 // The module's own files in /tmp.
 inline constexpr char kProgressFile[] = "/tmp/dir_service_check_progress.json";
@@ -46,3 +52,8 @@ inline constexpr int kNetQueryAttempts = 3;     // net ads info/lookup/search, k
 inline constexpr int kNetQueryTimeLimit = 15;
 inline constexpr int kKerberosTimeLimit = 30;  // net ads kerberos kinit, kinit
 inline constexpr int kSmbclientTimeLimit = 30;
+inline constexpr int kMachineAuthTimeLimit = 30;    // net ads auth
+inline constexpr int kWinbindAttempts = 3;          // wbinfo, with repairs between attempts
+inline constexpr int kWinbindTimeLimit = 5;         // wbinfo -p, -P, -e
+inline constexpr int kWinbindLookupTimeLimit = 15;  // wbinfo -i
+inline constexpr int kWinbindRepairPause = 2;

@@ -37,6 +37,13 @@ const MessageEntry kNTStatusMessageTable[] = {
     {"", kNoError},
 };
 
+const MessageEntry kWinbindMessageTable[] = {
+    {"WBC_ERR_NSS_ERROR", kNSSLookupFailed},
+    {"WBC_ERR_WINBIND_NOT_AVAILABLE", kWinbindNotAvailable},
+    {"WBC_ERR_DOMAIN_NOT_FOUND", kWinbindDomainNotFound},
+    {"", kNoMessageMatched},
+};
+
 const MessageEntry& FindMessage(const MessageEntry* table, const std::string& line) {
     const MessageEntry* entry = table;
     while (entry->message[0] != '\0' && line.find(entry->message) == std::string::npos) ++entry;

@@ -182,21 +182,25 @@ bool DomainCore::RunSmbclient(ErrorSeverity& severity, ErrorCode& err, int timeL
 // Leaves the failed hosts in the answer data for the calling check.
 void DomainCore::ReportSmbFailure(ErrorSeverity& severity, ErrorCode& err, ErrorCode code) {
     m_data["info"]["service"] = "SMB";
-    std::vector<std::string> hosts = m_domainError.GetFailedHost(code);
-    if (hosts.size() == 1) {
-        m_data["info"]["ip"] = hosts.front();
-    } else {
-        Json::Value ips(Json::arrayValue);
-        for (const std::string& host : hosts) ips.append(host);
-        m_data["info"]["ips"] = ips;
-        m_data["isPlural"] = true;
-    }
+    PutFailedHosts(code);
     if (code == kNTLMBlocked || code == kAccountRestriction) {
         severity = kWarning;
     } else {
         severity = m_domainError.IsAllHostFailed() ? kError : kWarning;
     }
     err = code;
+}
+
+void DomainCore::PutFailedHosts(ErrorCode code) {
+    std::vector<std::string> hosts = m_domainError.GetFailedHost(code);
+    if (hosts.size() == 1) {
+        m_data["info"]["ip"] = hosts.front();
+        return;
+    }
+    Json::Value ips(Json::arrayValue);
+    for (const std::string& host : hosts) ips.append(host);
+    m_data["info"]["ips"] = ips;
+    m_data["isPlural"] = true;
 }
 
 ErrorCode DomainCore::GetGPO(const std::string& policyId, std::vector<std::string>& lines) {

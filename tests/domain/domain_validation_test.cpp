@@ -1,0 +1,154 @@
+// The validation checks in the sandbox: the gate, the Samba settings check on real files, and fake
+// tools only for outputs that the test bed's servers cannot be made to print.
+#include <gtest/gtest.h>
+
+#include "api_table.hpp"
+#include "call.hpp"
+#include "domain_probe.hpp"
+
+namespace {
+
+const Json::Value kNull;
+const char kSystemctl[] = "/usr/local/sbin/systemctl";
+const char kJoinConf[] = "/etc/samba/smb.join.conf";
+
+// Details of an error: the check's info with the code's help links, "isPlural" and "level".
+Json::Value Details(int code, const char* info, bool plural, int level) {
+    Json::Value details = ParseJson(info);
+    auto links = kHelpLinks.find(static_cast<ErrorCode>(code));
+    if (links != kHelpLinks.end()) {
+        for (const auto& [key, link] : links->second) details["info"][key] = link;
+    }
+    details["isPlural"] = plural;
+    details["level"] = level;
+    return details;
+}
+
+// A joined member with every setting a membership needs, plus more.
+void WriteMemberConf(const std::string& more = "") {
+    SetSecurity("ads",
+                "\trealm = EXAMPLE.COM\n\tworkgroup = EXAMPLE\n\tpassdb backend = smbpasswd\n"
+                "\tprinting = cups\n\tidmap config * : backend = qarn\n" +
+                    more);
+}
+
+struct SMBConfCase {
+    const char* name;
+    std::string smbConf;   // after the member's settings; later lines win
+    const char* joinConf;  // null: no join configuration
+    int code;
+    Json::Value data;
+};
+
+TEST(CheckSMBConf, SettingsAgainstRulesAndJoinConfiguration) {
+    const std::vector<SMBConfCase> cases = {
+        {"AllGood", "", "realm = EXAMPLE.COM\nworkgroup = EXAMPLE\n", 0, kNull},
+        {"NoJoinConfiguration", "\tsecurity = domain\n", nullptr, 0, kNull},
+        {"Deviations", "\tpassdb backend = tdbsam\n\tprinting = bsd\n",
+         "realm = EXAMPLE.COM\nworkgroup = EXAMPLE\n", 1090,
+         Details(1090, R"({"info": {"badValue": "passdb backend, printing"}})", true, 0)},
+        {"RealmOfTheJoinDiffers", "", "realm = OTHER.COM\nworkgroup = EXAMPLE\n", 1090,
+         Details(1090, R"({"info": {"badValue": "realm"}})", false, 0)},
+    };
+    for (const SMBConfCase& c : cases) {
+        WriteMemberConf(c.smbConf);
+        Sandbox::Remove(kJoinConf);
+        if (c.joinConf != nullptr) Sandbox::WriteFile(kJoinConf, c.joinConf);
+        ExpectAnswer(CallEntry(CheckSMBConf_v1), c.code, c.data);
+    }
+}
+
+TEST(CheckSMBConf, UnreadableFilesAndTheGate) {
+    WriteMemberConf("\tprinting = bsd\n");
+    Sandbox::Run({"/bin/mkdir", "-p", kJoinConf});
+    ExpectAnswer(CallEntry(CheckSMBConf_v1), 1103, Details(1103, "{}", false, 0));
+    EXPECT_TRUE(Sandbox::Logged("Cannot open file: /etc/samba/smb.join.conf[0x0015 "));
+
+    Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n\tserver role = dc\n");
+    ExpectAnswer(CallEntry(CheckSMBConf_v1), 1102, Details(1102, "{}", false, 0));
+
+    SetSecurity("user");
+    ExpectAnswer(CallEntry(CheckSMBConf_v1), 1126, kNull);
+}
+
+TEST(CheckTimeSync, GateAnswersWithoutTesting) {
+    WriteFakeTool("/usr/local/bin/net", "exit 1");
+    SetSecurity("domain");
+    ExpectAnswer(CallEntry(CheckTimeSync_v1, ParseJson(R"({"dc_ips": "192.0.2.10"})")), 0, kNull);
+    SetSecurity("user");
+    ExpectAnswer(CallEntry(CheckTimeSync_v1, ParseJson(R"({"dc_ips": "192.0.2.10"})")), 1126,
+                 kNull);
+    EXPECT_EQ(ToolArgs("net"), "");
+}
+
+// Offsets at the limit and unreadable ones: no real clock is set that exactly.
+TEST(CheckTimeSync, OnlyOffsetsBeyondFiveMinutes) {
+    SetSecurity("ads");
+    WriteFakeTool("/usr/local/bin/net", R"(case "$5" in
+        10.0.0.1) echo 'Server_time_offset: 300' ;;
+        10.0.0.2) echo 'Server_time_offset: -301' ;;
+        10.0.0.3) echo 'Server time: now' ;;
+        10.0.0.4) echo 'Server_time_offset: 99999999999' ;;
+        esac)");
+    QARN::APIResponse response = CallEntry(
+        CheckTimeSync_v1, ParseJson(R"({"dc_ips": "10.0.0.1,10.0.0.2,10.0.0.3,10.0.0.4"})"));
+    ExpectAnswer(response, 1082, Details(1082, R"({"info": {"ips": ["10.0.0.2"]}})", false, 1));
+    EXPECT_TRUE(Sandbox::Logged("stoi fail: stoi"));
+    EXPECT_EQ(ToolArgs("net"),
+              "ads info -d0 -S 10.0.0.1\nads info -d0 -S 10.0.0.2\n"
+              "ads info -d0 -S 10.0.0.3\nads info -d0 -S 10.0.0.4\n");
+}
+
+void WriteServiceManager(const char* enabledStatus) {
+    WriteFakeTool(kSystemctl,
+                  std::string("[ \"$1\" = is-enabled ] && exit ") + enabledStatus + "\nexit 0");
+}
+
+// Winbind answering without ever printing its verdict, and a controller lookup that names no
+// controller: outputs that winbind does not give on demand.
+TEST(WinbindChecks, NoVerdictIsRetriedWithRestarts) {
+    WriteServiceManager("0");
+    WriteFakeTool("/usr/local/bin/wbinfo", "exit 0");
+    ExpectAnswer(CallEntry(CheckWinbindAlive_v1), 1108, Details(1108, "{}", false, 0));
+    EXPECT_EQ(ToolArgs("wbinfo"), "-p\n-p\n-p\n");
+    EXPECT_EQ(ToolArgs("systemctl"),
+              "is-enabled winbind\nis-enabled winbind\nrestart winbind\n"
+              "is-enabled winbind\nrestart winbind\n");
+}
+
+TEST(WinbindChecks, ControllerNotNamedAnswersAtOnce) {
+    WriteServiceManager("0");
+    WriteFakeTool("/usr/local/bin/wbinfo",
+                  "echo 'failed to call wbcPingDc: WBC_ERR_DOMAIN_NOT_FOUND'");
+    ExpectAnswer(CallEntry(CheckDCConnection_v1), 2002, Details(2002, "{}", false, 0));
+    EXPECT_EQ(ToolArgs("wbinfo"), "-P\n");
+    EXPECT_EQ(ToolArgs("systemctl"), "");
+}
+
+TEST(WinbindChecks, NameServiceWithoutWorkgroup) {
+    Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n\tsecurity = ads\n");
+    ExpectAnswer(CallEntry(CheckNSS_v1), 1089, Details(1089, "{}", false, 0));
+    EXPECT_TRUE(Sandbox::Logged("Cannot get workgroup name"));
+}
+
+// Several trusted domains at once: the test bed has one forest.
+TEST(CheckDuplicateSPN, ReplyCountsPerTrustedDomain) {
+    WriteMemberConf();
+    Sandbox::WriteFile("/usr/qarn/etc/private/trust_domain_info",
+                       "[EXAMPLE]\n\tFQDN=EXAMPLE.COM\n\tFQDN=CHILD.EXAMPLE.COM\n"
+                       "\tFQDN=example.com\n\tFQDN=OTHER.COM\n\tFQDN=DOWN.COM\n");
+    WriteFakeTool("/usr/local/bin/net", R"(case "$8" in
+        DOWN.COM) exit 1 ;;
+        OTHER.COM) echo 'Got 0 replies' ;;
+        *) echo 'Got 1 replies'; echo 'servicePrincipalName: host/sandbox' ;;
+        esac)");
+    ExpectAnswer(
+        CallEntry(CheckDuplicateSPN_v1), 1074,
+        Details(1074, R"({"info": {"duplicate_spn_domain": ["CHILD.EXAMPLE.COM", "example.com"]}})",
+                false, 1));
+    EXPECT_TRUE(
+        Sandbox::Logged("Failed to get net ads search result for server [DOWN.COM], "
+                        "filter [servicePrincipalName=host/sandbox]."));
+}
+
+}  // namespace
