@@ -26,6 +26,7 @@ inline constexpr char kCheckListDirectory[] = "/usr/qarn/etc.defaults/directory/
 inline constexpr char kLastTestFile[] = "/usr/qarn/etc/directory/last_test";
 inline constexpr char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
 inline constexpr char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
+inline constexpr char kLastJoinInfoFile[] = "/usr/qarn/etc/private/last_join_info";
 
 // The module's own files in /tmp.
 inline constexpr char kProgressFile[] = "/tmp/dir_service_check_progress.json";
@@ -46,3 +47,4 @@ inline constexpr int kNetQueryAttempts = 3;     // net ads info/lookup/search, k
 inline constexpr int kNetQueryTimeLimit = 15;
 inline constexpr int kKerberosTimeLimit = 30;  // net ads kerberos kinit, kinit
 inline constexpr int kSmbclientTimeLimit = 30;
+inline constexpr int kJoinTimeLimit = 30;  // net ads join
