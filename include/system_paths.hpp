@@ -26,6 +26,7 @@ inline constexpr char kCheckListDirectory[] = "/usr/qarn/etc.defaults/directory/
 inline constexpr char kLastTestFile[] = "/usr/qarn/etc/directory/last_test";
 inline constexpr char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
 inline constexpr char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
+inline constexpr char kRootCredentialCache[] = "/tmp/krb5cc_0";
 
 // The module's own files in /tmp.
 inline constexpr char kProgressFile[] = "/tmp/dir_service_check_progress.json";
