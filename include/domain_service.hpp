@@ -2,6 +2,8 @@
 // network logons, read-only controllers and the computer account.
 #pragma once
 
+#include <string>
+
 #include "domain.hpp"
 
 class DomainServiceHandler : public DomainCore {
@@ -11,4 +13,16 @@ class DomainServiceHandler : public DomainCore {
     void InitPreCheck();
     void SyncDCTime();
     void Krb5Check();
+    void SmbAuthCheckDC();
+    void SmbAuthCheckLocalhost();
+    void RODCCheck();
+    void CheckComputerAccount();
+    void NetAuthCheck();
+
+  private:
+    // The host name as gethostname gives it; false (logged) when it cannot be read.
+    static bool ReadHostName(std::string& name);
+    // Tries every method on the address; false when none succeeded.
+    bool AuthenticateAddress(std::vector<std::string>& argv, const std::string& address);
+    void ReportFailedAddresses(const std::vector<std::string>& failed, size_t tried);
 };

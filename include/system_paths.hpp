@@ -45,5 +45,5 @@ inline constexpr int kLDAPSPort = 636;
 inline constexpr int kQuickToolTimeLimit = 10;  // ping, arping, nslookup, ps, net lookup
 inline constexpr int kNetQueryAttempts = 3;     // net ads info/lookup/search, klist
 inline constexpr int kNetQueryTimeLimit = 15;
-inline constexpr int kKerberosTimeLimit = 30;  // net ads kerberos kinit, kinit
+inline constexpr int kKerberosTimeLimit = 30;  // net ads kerberos kinit, kinit, net ads auth
 inline constexpr int kSmbclientTimeLimit = 30;
