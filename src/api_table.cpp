@@ -6,6 +6,7 @@
 #include "debug_handler.hpp"
 #include "domain.hpp"
 #include "domain_join.hpp"
+#include "domain_service.hpp"
 #include "progress.hpp"
 
 namespace {
