@@ -367,7 +367,7 @@ void DomainValidationHandler::CheckMachinePassword() {
     for (const std::string& address : addresses) {
         argv.push_back(address);
         ErrorCode err = kNoError;
-        if (!RunCommandCore(argv, err, kKrb5MessageTable, kMachineAuthTimeLimit, "")) {
+        if (!RunCommandCore(argv, err, kKrb5MessageTable, kKerberosTimeLimit, "")) {
             m_domainError.Add(err == kCommandTimedOut ? kNoDCReachable : err, address);
         }
         argv.pop_back();
