@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -25,7 +26,7 @@ const std::string kHost = DSCHECK_BINARY_DIR "/dscheck";
 const std::string kId = "dv" + std::to_string(getpid() % 100000000);
 const char kApi[] = "QARN.Core.DirectoryServiceCheck.DomainValidation";
 const Json::Value kNull;
-Testbed gBed;
+const Testbed gBed;
 
 // Runs the test bed command; its output (stdout and stderr).
 std::string Bed(std::vector<std::string> args, bool mustSucceed = true) {
@@ -124,13 +125,6 @@ class TestbedRun : public testing::Environment {
         Bed({"join"});
         Bed({"winbind"});
         Bed({"smbd"});
-        std::ifstream env("/run/dscheck-testbed-" + kId + "/env");
-        for (std::string line; std::getline(env, line);) {
-            size_t equals = line.find('=');
-            if (equals != std::string::npos)
-                setenv(line.substr(0, equals).c_str(), line.substr(equals + 1).c_str(), 1);
-        }
-        gBed = Testbed();
     }
     void TearDown() override { Bed({"down"}, false); }
 };
@@ -148,28 +142,105 @@ std::string DCDirectory(const std::string& dc) {
     return "/run/dscheck-testbed-" + kId + "/" + dc;
 }
 
-std::string SamLdb(const std::string& dc) {
-    return DCDirectory(dc) + "/private/sam.ldb";
+void SambaTool(const std::string& dc, std::vector<std::string> args) {
+    args.insert(args.begin(), "samba-tool");
+    args.insert(args.end(), {"-H", DCDirectory(dc) + "/private/sam.ldb"});
+    OnDC(dc, args);
 }
 
-const std::string kBase = "DC=EXAMPLE,DC=TEST";
+// A computer object CN=name in CN=Users of the DC's database.
+void AddComputer(const std::string& dc, const std::string& name, const std::string& account) {
+    OnDC(dc, {"python3", "-c", R"(import sys
+from samba.auth import system_session
+from samba.param import LoadParm
+from samba.samdb import SamDB
+lp = LoadParm()
+lp.load(sys.argv[1] + "/etc/smb.conf")
+db = SamDB(url=sys.argv[1] + "/private/sam.ldb", session_info=system_session(), lp=lp)
+db.add({"dn": "CN=" + sys.argv[2] + ",CN=Users," + str(db.domain_dn()),
+        "objectClass": "computer", "sAMAccountName": sys.argv[3]}))",
+              DCDirectory(dc), name, account});
+}
+
+// Changes made on both DCs that must not reach each other before the replication: dc1 is
+// stopped meanwhile (DCs notify each other of changes within seconds) and changed offline.
+void ChangeBothThenReplicate(const std::function<void()>& onDC2,
+                             const std::function<void()>& onDC1) {
+    Bed({"dc", "stop", "dc1"});
+    onDC2();
+    onDC1();
+    Bed({"dc", "start", "dc1"});
+    Bed({"replicate"});
+}
+
+// Waits until winbind reaches a controller (it needs about half a minute to give up on a
+// stopped one).
+void WaitForController() {
+    InServer({"timeout", "90", "sh", "-c", "until wbinfo -P >/dev/null 2>&1; do sleep 1; done"});
+}
 
 pid_t WinbinddPid() {
     return std::stoi(ServerFile("/run/samba/winbindd.pid"));
 }
 
+// Keeps every winbindd of the server stopped (SIGSTOP), also those the checks restart.
+class WinbindFreezer {
+  public:
+    WinbindFreezer() : m_thread([this] { Freeze(); }) {}
+    ~WinbindFreezer() {
+        m_done = true;
+        m_thread.join();
+        for (pid_t pid : Winbindds()) kill(pid, SIGCONT);
+    }
+
+  private:
+    static std::vector<pid_t> Winbindds() {
+        std::vector<pid_t> pids;
+        std::string output;
+        ExecuteCmd(
+            {"/usr/sbin/ip", "netns", "pids", "dstb" + kId + "-srv"},
+            [&pids](std::string line) {
+                pid_t pid = std::atoi(line.c_str());
+                std::ifstream comm("/proc/" + std::to_string(pid) + "/comm");
+                std::string name;
+                if (pid > 0 && std::getline(comm, name) && name == "winbindd") pids.push_back(pid);
+                return false;
+            },
+            nullptr, 1, 0);
+        return pids;
+    }
+    void Freeze() {
+        while (!m_done) {
+            for (pid_t pid : Winbindds()) kill(pid, SIGSTOP);
+            usleep(100000);
+        }
+    }
+    std::atomic<bool> m_done{false};
+    std::thread m_thread;
+};
+
+const Json::Value kBothDCs = ParseJson(R"({"dc_ips": "192.0.2.10,192.0.2.11"})");
+
 TEST(Joined, HealthyMembership) {
     for (const char* method :
          {"check_winbind_alive", "check_dc_connection", "check_nss", "check_time_sync",
-          "check_essential_spn", "check_machine_conflict", "check_machine_password"}) {
+          "check_essential_spn", "check_machine_conflict"}) {
         ExpectReply(method, Success());
     }
+    ExpectReply("check_machine_password", Success(), kBothDCs);
+    // No trust file, and the system's wbinfo has no "-e": no domain to search.
+    ExpectReply("check_duplicate_spn",
+                ParseJson(R"({"success": false, "error": {"code": 502, "details": null}})"));
+    WriteServerFile("/usr/qarn/etc/private/trust_domain_info",
+                    "[EXAMPLE]\n\tFQDN=" + gBed.realm + "\n");
+    ExpectReply("check_duplicate_spn", Success());
 }
 
 TEST(Joined, WinbindKilledIsRestartedByTheCheck) {
-    ASSERT_EQ(kill(WinbinddPid(), SIGKILL), 0);
+    pid_t killed = WinbinddPid();
+    ASSERT_EQ(kill(killed, SIGKILL), 0);
     ExpectReply("check_winbind_alive", Success());
-    EXPECT_NE(ServerFile("/run/samba/winbindd.pid"), "");
+    EXPECT_NE(WinbinddPid(), killed);
 }
 
 TEST(Joined, WinbindServiceDisabled) {
@@ -178,13 +249,25 @@ TEST(Joined, WinbindServiceDisabled) {
     InServer({"systemctl", "enable", "winbind"});
 }
 
+TEST(Joined, WinbindNotAnswering) {
+    {
+        WinbindFreezer freezer;
+        ExpectReply("check_winbind_alive", Failure(1108, Json::objectValue, false, 0));
+    }
+    InServer({"systemctl", "restart", "winbind"});
+    ExpectReply("check_winbind_alive", Success());
+}
+
 TEST(Joined, ControllerConnection) {
     Bed({"dc", "stop", "dc1"});
+    WaitForController();
     ExpectReply("check_dc_connection", Success());
     Bed({"dc", "stop", "dc2"});
-    ExpectReply("check_dc_connection", Failure(1121, Json::objectValue, false, 0));
+    InServer({"systemctl", "restart", "winbind"});
+    ExpectReply("check_dc_connection", Failure(1108, Json::objectValue, false, 0));
     Bed({"dc", "start", "dc1"});
     Bed({"dc", "start", "dc2"});
+    WaitForController();
     ExpectReply("check_dc_connection", Success());
 }
 
@@ -196,23 +279,56 @@ TEST(Joined, NameServiceWithoutWinbind) {
     ExpectReply("check_nss", Success());
 }
 
+TEST(Joined, ControllerClockOff) {
+    Bed({"dc", "skew", "dc2", "360"});
+    ExpectReply("check_time_sync", Failure(1082, Info("ips", Strings({"192.0.2.11"})), false, 1));
+    Bed({"dc", "skew", "dc2", "240"});
+    ExpectReply("check_time_sync", Success());
+    Bed({"dc", "skew", "dc2", "0"});
+}
+
 TEST(Joined, MachinePasswordWithOneControllerStopped) {
     Bed({"dc", "stop", "dc2"});
-    ExpectReply(
-        "check_machine_password",
-        Failure(1120, Info("ip", gBed.dc2.empty() ? "192.0.2.11" : "192.0.2.11"), false, 1));
+    ExpectReply("check_machine_password", Failure(1120, Info("ip", "192.0.2.11"), false, 1),
+                kBothDCs);
     Bed({"dc", "start", "dc2"});
 }
 
 TEST(Joined, EssentialPrincipalNameRemoved) {
-    const std::string spn = "HOST/" + gBed.hostname + "." + gBed.dnsDomain;
-    OnDC("dc1", {"samba-tool", "spn", "delete", spn, "NAS01$", "-H", SamLdb("dc1")});
+    const std::string longName = "HOST/NAS01." + gBed.dnsDomain;
+    SambaTool("dc1", {"spn", "delete", longName, "NAS01$"});
     Bed({"replicate"});
     ExpectReply("check_essential_spn",
                 Failure(1075, Info("missingSPN", Strings({"host/nas01." + gBed.realm})), false, 1));
-    OnDC("dc1", {"samba-tool", "spn", "add", spn, "NAS01$", "-H", SamLdb("dc1")});
+    SambaTool("dc1", {"spn", "add", longName, "NAS01$"});
     Bed({"replicate"});
     ExpectReply("check_essential_spn", Success());
+}
+
+// The server's host name on another object: the DCs refuse a second holder, so dc2 gives it to
+// alice after taking it from the computer, while the offline dc1 writes the computer's names
+// anew; the replication keeps dc1's newer names and alice's.
+TEST(Joined, DuplicatePrincipalName) {
+    ChangeBothThenReplicate(
+        [] {
+            SambaTool("dc2", {"spn", "delete", "HOST/NAS01", "NAS01$"});
+            SambaTool("dc2", {"spn", "add", "host/nas01", "alice"});
+        },
+        [] {
+            SambaTool("dc1", {"spn", "delete", "HOST/NAS01", "NAS01$"});
+            SambaTool("dc1", {"spn", "add", "HOST/NAS01", "NAS01$"});
+        });
+    ExpectReply("check_duplicate_spn",
+                Failure(1074, Info("duplicate_spn_domain", Strings({gBed.realm})), false, 1));
+    SambaTool("dc1", {"spn", "delete", "host/nas01", "alice"});
+    Bed({"replicate"});
+    ExpectReply("check_duplicate_spn", Success());
+}
+
+TEST(Joined, MachineAccountConflict) {
+    ChangeBothThenReplicate([] { AddComputer("dc2", "NAS01", "NAS01B$"); },
+                            [] { AddComputer("dc1", "NAS01", "NAS01A$"); });
+    ExpectReply("check_machine_conflict", Failure(1080, Info("hostname", gBed.hostname), false, 0));
 }
 
 TEST(Joined, SMBConfigurationAfterTheJoin) {
@@ -227,6 +343,19 @@ TEST(Joined, SMBConfigurationAfterTheJoin) {
     ExpectReply("check_smb_conf", Failure(1090, Info("badValue", "idmap backend, realm"), true, 0));
     InServer({"rm", "-f", "/etc/samba/smb.join.conf"});
     WriteServerFile("/etc/samba/smb.conf", settings);
+}
+
+// Last: the server's machine password no longer works. The KDC still takes the previous
+// password, so it is reset twice.
+TEST(Joined, MachinePasswordResetOnTheController) {
+    for (const char* password : {"Mach1ne-Reset.1", "Mach1ne-Reset.2"}) {
+        SambaTool("dc1",
+                  {"user", "setpassword", "NAS01$", std::string("--newpassword=") + password});
+    }
+    Bed({"replicate"});
+    ExpectReply("check_machine_password",
+                Failure(1037, Info("ips", Strings({"192.0.2.10", "192.0.2.11"})), true, 0),
+                kBothDCs);
 }
 
 }  // namespace
