@@ -10,7 +10,6 @@ namespace {
 
 const Json::Value kNull;
 const char kSystemctl[] = "/usr/local/sbin/systemctl";
-const char kJoinConf[] = "/etc/samba/smb.join.conf";
 
 // Details of an error: the check's info with the code's help links, "isPlural" and "level".
 Json::Value Details(int code, const char* info, bool plural, int level) {
@@ -24,43 +23,10 @@ Json::Value Details(int code, const char* info, bool plural, int level) {
     return details;
 }
 
-// A joined member with every setting a membership needs, plus more.
-void WriteMemberConf(const std::string& more = "") {
-    SetSecurity("ads",
-                "\trealm = EXAMPLE.COM\n\tworkgroup = EXAMPLE\n\tpassdb backend = smbpasswd\n"
-                "\tprinting = cups\n\tidmap config * : backend = qarn\n" +
-                    more);
-}
-
-struct SMBConfCase {
-    const char* name;
-    std::string smbConf;   // after the member's settings; later lines win
-    const char* joinConf;  // null: no join configuration
-    int code;
-    Json::Value data;
-};
-
-TEST(CheckSMBConf, SettingsAgainstRulesAndJoinConfiguration) {
-    const std::vector<SMBConfCase> cases = {
-        {"AllGood", "", "realm = EXAMPLE.COM\nworkgroup = EXAMPLE\n", 0, kNull},
-        {"NoJoinConfiguration", "\tsecurity = domain\n", nullptr, 0, kNull},
-        {"Deviations", "\tpassdb backend = tdbsam\n\tprinting = bsd\n",
-         "realm = EXAMPLE.COM\nworkgroup = EXAMPLE\n", 1090,
-         Details(1090, R"({"info": {"badValue": "passdb backend, printing"}})", true, 0)},
-        {"RealmOfTheJoinDiffers", "", "realm = OTHER.COM\nworkgroup = EXAMPLE\n", 1090,
-         Details(1090, R"({"info": {"badValue": "realm"}})", false, 0)},
-    };
-    for (const SMBConfCase& c : cases) {
-        WriteMemberConf(c.smbConf);
-        Sandbox::Remove(kJoinConf);
-        if (c.joinConf != nullptr) Sandbox::WriteFile(kJoinConf, c.joinConf);
-        ExpectAnswer(CallEntry(CheckSMBConf_v1), c.code, c.data);
-    }
-}
 
 TEST(CheckSMBConf, UnreadableFilesAndTheGate) {
-    WriteMemberConf("\tprinting = bsd\n");
-    Sandbox::Run({"/bin/mkdir", "-p", kJoinConf});
+    SetSecurity("ads", "\tprinting = bsd\n");
+    Sandbox::Run({"/bin/mkdir", "-p", "/etc/samba/smb.join.conf"});
     ExpectAnswer(CallEntry(CheckSMBConf_v1), 1103, Details(1103, "{}", false, 0));
     EXPECT_TRUE(Sandbox::Logged("Cannot open file: /etc/samba/smb.join.conf[0x0015 "));
 
@@ -133,7 +99,7 @@ TEST(WinbindChecks, NameServiceWithoutWorkgroup) {
 
 // Several trusted domains at once: the test bed has one forest.
 TEST(CheckDuplicateSPN, ReplyCountsPerTrustedDomain) {
-    WriteMemberConf();
+    SetSecurity("ads", "\trealm = example.com\n");
     Sandbox::WriteFile("/usr/qarn/etc/private/trust_domain_info",
                        "[EXAMPLE]\n\tFQDN=EXAMPLE.COM\n\tFQDN=CHILD.EXAMPLE.COM\n"
                        "\tFQDN=example.com\n\tFQDN=OTHER.COM\n\tFQDN=DOWN.COM\n");

@@ -9,11 +9,9 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <fstream>
 #include <functional>
 #include <memory>
-#include <thread>
 
 #include "abstract_check_handler.hpp"
 #include "testbed_env.hpp"
@@ -75,8 +73,10 @@ Json::Value ParseJson(const std::string& text) {
 Json::Value Call(const std::string& method, const Json::Value& params = Json::objectValue) {
     Json::StreamWriterBuilder writer;
     writer["indentation"] = "";
+    // The host exits 1 for an error answer.
     return ParseJson(
-        InServer({kHost, "call", kApi, method, "--params", Json::writeString(writer, params)}));
+        Bed({"exec", kHost, "call", kApi, method, "--params", Json::writeString(writer, params)},
+            false));
 }
 
 Json::Value Success() {
@@ -134,7 +134,9 @@ std::string ServerFile(const std::string& path) {
 }
 
 void WriteServerFile(const std::string& path, const std::string& content) {
-    InServer({"/usr/bin/python3", "-c", "import sys; open(sys.argv[1], 'w').write(sys.argv[2])",
+    InServer({"/usr/bin/python3", "-c",
+              "import os, sys; os.makedirs(os.path.dirname(sys.argv[1]), exist_ok=True); "
+              "open(sys.argv[1], 'w').write(sys.argv[2])",
               path, content});
 }
 
@@ -183,42 +185,6 @@ pid_t WinbinddPid() {
     return std::stoi(ServerFile("/run/samba/winbindd.pid"));
 }
 
-// Keeps every winbindd of the server stopped (SIGSTOP), also those the checks restart.
-class WinbindFreezer {
-  public:
-    WinbindFreezer() : m_thread([this] { Freeze(); }) {}
-    ~WinbindFreezer() {
-        m_done = true;
-        m_thread.join();
-        for (pid_t pid : Winbindds()) kill(pid, SIGCONT);
-    }
-
-  private:
-    static std::vector<pid_t> Winbindds() {
-        std::vector<pid_t> pids;
-        std::string output;
-        ExecuteCmd(
-            {"/usr/sbin/ip", "netns", "pids", "dstb" + kId + "-srv"},
-            [&pids](std::string line) {
-                pid_t pid = std::atoi(line.c_str());
-                std::ifstream comm("/proc/" + std::to_string(pid) + "/comm");
-                std::string name;
-                if (pid > 0 && std::getline(comm, name) && name == "winbindd") pids.push_back(pid);
-                return false;
-            },
-            nullptr, 1, 0);
-        return pids;
-    }
-    void Freeze() {
-        while (!m_done) {
-            for (pid_t pid : Winbindds()) kill(pid, SIGSTOP);
-            usleep(100000);
-        }
-    }
-    std::atomic<bool> m_done{false};
-    std::thread m_thread;
-};
-
 const Json::Value kBothDCs = ParseJson(R"({"dc_ips": "192.0.2.10,192.0.2.11"})");
 
 TEST(Joined, HealthyMembership) {
@@ -249,13 +215,13 @@ TEST(Joined, WinbindServiceDisabled) {
     InServer({"systemctl", "enable", "winbind"});
 }
 
+// A winbindd that does not answer: the check's restart replaces it (the service manager kills
+// what ignores SIGTERM).
 TEST(Joined, WinbindNotAnswering) {
-    {
-        WinbindFreezer freezer;
-        ExpectReply("check_winbind_alive", Failure(1108, Json::objectValue, false, 0));
-    }
-    InServer({"systemctl", "restart", "winbind"});
+    pid_t stopped = WinbinddPid();
+    ASSERT_EQ(kill(stopped, SIGSTOP), 0);
     ExpectReply("check_winbind_alive", Success());
+    EXPECT_NE(WinbinddPid(), stopped);
 }
 
 TEST(Joined, ControllerConnection) {
@@ -301,8 +267,6 @@ TEST(Joined, EssentialPrincipalNameRemoved) {
     ExpectReply("check_essential_spn",
                 Failure(1075, Info("missingSPN", Strings({"host/nas01." + gBed.realm})), false, 1));
     SambaTool("dc1", {"spn", "add", longName, "NAS01$"});
-    Bed({"replicate"});
-    ExpectReply("check_essential_spn", Success());
 }
 
 // The server's host name on another object: the DCs refuse a second holder, so dc2 gives it to
