@@ -245,6 +245,16 @@ TEST(Joined, NameServiceWithoutWinbind) {
     ExpectReply("check_nss", Success());
 }
 
+// Five minutes is the limit: only the controller beyond it is named.
+TEST(Joined, ControllerClockOff) {
+    Bed({"dc", "skew", "dc2", "360"});
+    ExpectReply("check_time_sync", Failure(1082, Info("ips", Strings({"192.0.2.11"})), false, 1),
+                kBothDCs);
+    Bed({"dc", "skew", "dc2", "240"});
+    ExpectReply("check_time_sync", Success(), kBothDCs);
+    Bed({"dc", "skew", "dc2", "0"});
+}
+
 TEST(Joined, MachinePasswordWithOneControllerStopped) {
     Bed({"dc", "stop", "dc2"});
     ExpectReply("check_machine_password", Failure(1120, Info("ip", "192.0.2.11"), false, 1),
