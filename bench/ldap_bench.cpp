@@ -24,8 +24,13 @@ namespace {
 
 struct Measure {
     double seconds;
+    double cpuSeconds;
     long peakKiB;
 };
+
+double Seconds(const struct timeval& time) {
+    return time.tv_sec + time.tv_usec / 1e6;
+}
 
 double Now() {
     struct timespec now;
@@ -45,7 +50,7 @@ Measure InChild(const std::function<void()>& step) {
     int status = 0;
     struct rusage usage = {};
     wait4(pid, &status, 0, &usage);
-    return {Now() - start, usage.ru_maxrss};
+    return {Now() - start, Seconds(usage.ru_utime) + Seconds(usage.ru_stime), usage.ru_maxrss};
 }
 
 Measure Program(const std::vector<std::string>& argv) {
@@ -72,7 +77,7 @@ Measure Check(QARN::APIEntryFunction entry, const Json::Value& params, int expec
 
 void Report(const char* name, const Measure& m, long baselineKiB, long entries) {
     long added = m.peakKiB - baselineKiB;
-    printf("%-44s %8.3f s %9ld KiB %8.0f B/entry\n", name, m.seconds, added,
+    printf("%-44s %8.3f s %8.3f s %9ld KiB %8.0f B/entry\n", name, m.seconds, m.cpuSeconds, added,
            entries ? added * 1024.0 / entries : 0.0);
 }
 
@@ -103,8 +108,8 @@ int main(int argc, char** argv) {
     params["profile_rules"] = Json::Value(Json::arrayValue);
 
     long baseline = InChild([] {}).peakKiB;
-    printf("idle child: %ld KiB\n\n%-44s %10s %13s %14s\n", baseline, "step", "wall", "peak added",
-           "per entry");
+    printf("idle child: %ld KiB\n\n%-44s %10s %10s %13s %14s\n", baseline, "step", "wall", "cpu",
+           "peak added", "per entry");
 
     struct Kind {
         const char* type;
