@@ -11,6 +11,8 @@
 #include "call.hpp"
 #include "check_ldap.hpp"
 #include "dns_server.hpp"
+#include "ldap_cache_reader.hpp"
+#include "ldap_cache_writer.hpp"
 #include "sandbox.hpp"
 #include "slapd.hpp"
 #include "util.hpp"
@@ -112,6 +114,39 @@ TEST(LDAPTestHandlerFrame, LocalAccounts) {
     EXPECT_EQ((std::set<std::string>{"a", "b", "c", "d"}), names);
     EXPECT_EQ((std::set<std::string>{"1", "", "7"}), ids);  // b has no third colon
     EXPECT_EQ(0, LDAPTestHandler::ReadLocalAccounts("/tmp/missing", "id", &ids));
+}
+
+TEST(LDAPResultCache, WrittenAndReadBackAsTheSameValue) {
+    Json::Value result =
+        ParseJson(R"j({"server_type": 1, "attribute": {"name": "uid", "id": "n"}})j");
+    LDAPEntry entry;
+    Json::Value entries(Json::arrayValue);
+    std::vector<std::string> read;
+    {
+        LDAPCacheWriter writer("/tmp/cache.json", "user");
+        for (const char* text : {"plain", "quote \" backslash \\ tab \t control \x01 end",
+                                 "\xC3\xA4\xE2\x82\xAC utf-8", ""}) {
+            entry.Clear();
+            entry.Set("dn", text);
+            entry.Set("uid", "x");
+            entry.Set("uid", text);  // the later value counts
+            writer.Add(result, entry);
+            entries.append(entry.ToJson());
+        }
+        result["ldap_errcode"] = 0;
+        ASSERT_TRUE(writer.Commit(result));
+    }
+    Json::Value written;
+    ASSERT_TRUE(JsonFromFile("/tmp/cache.json", written));
+    result["user"] = entries;
+    EXPECT_EQ(result, written);
+    LDAPCacheReader reader("/tmp/cache.json", "user");
+    ASSERT_TRUE(reader.Read([&read](const LDAPEntry& entry, const ResultAttributes& attributes) {
+        read.push_back(*entry.Find(attributes.name));
+    }));
+    EXPECT_FALSE(reader.NeedsSecondPass());
+    ASSERT_EQ(entries.size(), read.size());
+    for (unsigned i = 0; i < read.size(); ++i) EXPECT_EQ(entries[i]["uid"].asString(), read[i]);
 }
 
 // --- server address -----------------------------------------------------------------------------
