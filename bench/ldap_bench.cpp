@@ -3,7 +3,10 @@
 // measured step runs in a child process of its own; its peak resident size minus that of an idle
 // child is what the step added.
 //
-//   ldap_bench [--users N] [--groups N]    (default 100000 users and a fifth as many groups)
+//   ldap_bench [--users N] [--groups N] [--repeat N]
+//
+// Default: 100000 users, a fifth as many groups; ldapsearch and check_profile run once each (with
+// --repeat, N times in turn, the best of each reported).
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/resource.h>
@@ -11,6 +14,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -25,7 +29,7 @@ namespace {
 struct Measure {
     double seconds;
     double cpuSeconds;
-    long peakKiB;
+    long peakKiB;  // added to the resident size of an idle child
 };
 
 double Seconds(const struct timeval& time) {
@@ -38,8 +42,8 @@ double Now() {
     return now.tv_sec + now.tv_nsec / 1e9;
 }
 
-// Runs step in a child; its wall time and peak resident size.
-Measure InChild(const std::function<void()>& step) {
+// Runs step in a child; its wall and CPU time and its peak resident size.
+Measure RunChild(const std::function<void()>& step) {
     fflush(stdout);
     double start = Now();
     pid_t pid = fork();
@@ -51,6 +55,16 @@ Measure InChild(const std::function<void()>& step) {
     struct rusage usage = {};
     wait4(pid, &status, 0, &usage);
     return {Now() - start, Seconds(usage.ru_utime) + Seconds(usage.ru_stime), usage.ru_maxrss};
+}
+
+// RunChild, the peak less that of an idle child forked just before: the parent grows as it
+// collects what slapd logs.
+Measure InChild(const std::function<void()>& step) {
+    Sandbox::TakeLog();
+    long idle = RunChild([] {}).peakKiB;
+    Measure m = RunChild(step);
+    m.peakKiB -= idle;
+    return m;
 }
 
 Measure Program(const std::vector<std::string>& argv) {
@@ -75,8 +89,14 @@ Measure Check(QARN::APIEntryFunction entry, const Json::Value& params, int expec
     });
 }
 
-void Report(const char* name, const Measure& m, long baselineKiB, long entries) {
-    long added = m.peakKiB - baselineKiB;
+// The shorter times and the higher peak of two runs of a step.
+Measure Best(const Measure& a, const Measure& b) {
+    return {std::min(a.seconds, b.seconds), std::min(a.cpuSeconds, b.cpuSeconds),
+            std::max(a.peakKiB, b.peakKiB)};
+}
+
+void Report(const char* name, const Measure& m, long entries) {
+    long added = m.peakKiB;
     printf("%-44s %8.3f s %8.3f s %9ld KiB %8.0f B/entry\n", name, m.seconds, m.cpuSeconds, added,
            entries ? added * 1024.0 / entries : 0.0);
 }
@@ -94,6 +114,7 @@ long Option(int argc, char** argv, const std::string& name, long fallback) {
 int main(int argc, char** argv) {
     long users = Option(argc, argv, "--users", 100000);
     std::string groups = std::to_string(Option(argc, argv, "--groups", users / 5));
+    long repeat = Option(argc, argv, "--repeat", 1);
     Sandbox::Enter({DSCHECK_SOURCE_DIR, DSCHECK_BINARY_DIR});
 
     double start = Now();
@@ -107,9 +128,8 @@ int main(int argc, char** argv) {
     Json::Value params = server.BindRequest();
     params["profile_rules"] = Json::Value(Json::arrayValue);
 
-    long baseline = InChild([] {}).peakKiB;
-    printf("idle child: %ld KiB\n\n%-44s %10s %10s %13s %14s\n", baseline, "step", "wall", "cpu",
-           "peak added", "per entry");
+    printf("idle child: %ld KiB\n\n%-44s %10s %10s %13s %14s\n", RunChild([] {}).peakKiB, "step",
+           "wall", "cpu", "peak added", "per entry");
 
     struct Kind {
         const char* type;
@@ -157,19 +177,23 @@ int main(int argc, char** argv) {
                                            server.Get("SUFFIX"),
                                            kind.filter};
         search.insert(search.end(), kind.attrs.begin(), kind.attrs.end());
+        // The two take turns; the best of each counts (the machine may be busy).
         Measure reference = Program(search);
-        Report((std::string("ldapsearch, ") + kind.type + "s").c_str(), reference, baseline,
-               kind.count);
         Measure profile = Check(CheckLDAPProfile_v1, params, 0);
+        for (long i = 1; i < repeat; ++i) {
+            reference = Best(reference, Program(search));
+            profile = Best(profile, Check(CheckLDAPProfile_v1, params, 0));
+        }
+        Report((std::string("ldapsearch, ") + kind.type + "s").c_str(), reference, kind.count);
         Report((std::string("check_profile (query and cache), type ") + kind.type).c_str(), profile,
-               baseline, kind.count);
+               kind.count);
         printf("  ratio to ldapsearch: %.2f\n", profile.seconds / reference.seconds);
         for (bool forced : {false, true}) {
             params["forced_get_data"] = forced;
             for (const auto& check : kind.checks) {
                 Measure m = Check(check.second, params, -1);
                 std::string name = std::string(check.first) + (forced ? " (live)" : " (cache)");
-                Report(name.c_str(), m, baseline, kind.count);
+                Report(name.c_str(), m, kind.count);
                 printf("  ratio to ldapsearch: %.2f\n", m.seconds / reference.seconds);
             }
         }

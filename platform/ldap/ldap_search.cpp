@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@ struct SearchState {
     int msgid = -1;
     bool done = true;
     bool oneEntry = false;
+    bool tls = false;  // reads may write (TLS records), so they need the SIGPIPE guard
     int pageSize = kDefaultPageSize;
     std::string base;
     std::string filter;
@@ -137,7 +139,8 @@ LDAPMessage* NextMessage(SearchState* state, QARN_LDAP_SEARCH_RESULT* res) {
     if (!state->next) {
         if (state->received) ldap_msgfree(state->received);
         state->received = nullptr;
-        platform::SigPipeGuard guard;  // a TLS read may write
+        std::optional<platform::SigPipeGuard> guard;
+        if (state->tls) guard.emplace();
         struct timeval timeout = {kResultTimeoutSec, 0};
         int type =
             ldap_result(state->ld, state->msgid, LDAP_MSG_RECEIVED, &timeout, &state->received);
@@ -148,6 +151,7 @@ LDAPMessage* NextMessage(SearchState* state, QARN_LDAP_SEARCH_RESULT* res) {
             return nullptr;
         }
         if (type == 0) {
+            platform::SigPipeGuard writing;
             ldap_abandon_ext(state->ld, state->msgid, nullptr, nullptr);
             Finish(state, res, LDAP_TIMEOUT);
             return nullptr;
@@ -290,6 +294,7 @@ extern "C" int QARNLDAPSearchInit(const QARN_LDAP_CONN* conn, QARN_LDAP_SEARCH_R
         return -1;
     }
     req->pPriv = state;
+    state->tls = ldap_tls_inplace(state->ld) != 0;
     if (status != LDAP_SUCCESS) {
         res->status = status;  // connection, TLS or bind refused: nothing to read
         return 0;
