@@ -15,7 +15,6 @@
 #include "port_checker.hpp"
 #include "qarn.h"
 #include "system_paths.hpp"
-#include "util.hpp"
 
 namespace {
 
