@@ -20,9 +20,9 @@ class LDAPCacheReader {
     LDAPCacheReader& operator=(const LDAPCacheReader&) = delete;
 
     // Reads the whole file and gives sink the category's entries; false when the file is missing,
-    // a link, or no JSON (sink may have had entries by then). A file whose name and ID attributes
-    // follow its entries, or that names the category twice, needs a second call; the first one
-    // then gave sink entries that do not count.
+    // no regular file (a link, a pipe), or no JSON (sink may have had entries by then). A file
+    // whose name and ID attributes follow its entries, or that names the category twice, needs a
+    // second call; the first one then gave sink entries that do not count.
     bool Read(const EntrySink& sink);
     bool NeedsSecondPass() const;
     // "attribute", "server_type" and "skip_id_type_check" as the file holds them.

@@ -1,6 +1,7 @@
 // The LDAP checks, called through their entry functions against real slapd instances. The
 // sandbox holds the local accounts, the platform's LDAP configuration and the client certificate.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <set>
@@ -485,9 +486,12 @@ TEST_F(LDAPChecks, EntryChecksReadAnyCacheTheyCanParse) {
             EXPECT_EQ(List(c.list), response.GetData()["info"]["list"]);
         }
     }
-    // A link planted in place of the cache is not followed.
+    // A link planted in place of the cache is not followed,
     Sandbox::WriteFile("/tmp/elsewhere.json", "{" + attributes + R"(, "user": [{"dn": "a"}]})");
     Sandbox::Link("/tmp/elsewhere.json", "/tmp/LDAP_result_user.json");
+    EXPECT_EQ(4, CallEntry(CheckLDAPUserNameEmpty_v1, params).GetErrorCode());
+    Sandbox::Remove("/tmp/LDAP_result_user.json");  // nor is a pipe waited on
+    ASSERT_EQ(0, mkfifo("/tmp/LDAP_result_user.json", 0644));
     EXPECT_EQ(4, CallEntry(CheckLDAPUserNameEmpty_v1, params).GetErrorCode());
 }
 
