@@ -17,14 +17,6 @@ void FreshTool(const std::string& path, const std::string& body) {
     WriteFakeTool(path, body);
 }
 
-TEST(InitPreService, RemovesStaleKerberosState) {
-    const char* const files[] = {"/usr/qarn/etc/private/kdc_ip", "/etc/krb5.conf",
-                                 "/usr/qarn/etc/private/workgroup", "/tmp/krb5cc_0"};
-    for (const char* file : files) Sandbox::WriteFile(file, "stale\n");
-    ExpectAnswer(CallEntry(InitPreService_v1), 0, Json::Value());
-    for (const char* file : files) EXPECT_FALSE(Sandbox::Exists(file)) << file;
-}
-
 TEST(SyncDCTime, SucceedsWhateverTheToolDoes) {
     const Json::Value domain = ParseJson(R"({"server_address": "example.test"})");
     FreshTool("/usr/qarn/sbin/qarnsyncdctime", "exit 1");
