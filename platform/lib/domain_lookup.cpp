@@ -6,17 +6,15 @@
 #include <sstream>
 #include <string>
 
+#include "platform_paths.hpp"
 #include "qarn.h"
 #include "tool_run.hpp"
 
 namespace {
 
-const char kNet[] = "/usr/local/bin/net";
 const char kKinit[] = "/usr/bin/kinit";
-const char kPrivateDirectory[] = "/usr/qarn/etc/private";
 const char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
 const char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
-const char kSmbConf[] = "/etc/samba/smb.conf";
 
 enum DomainError { kBadArgument = 0x300, kToolFailed = 0x301, kNotFound = 0x302 };
 
@@ -48,9 +46,7 @@ bool CopyOut(const std::string& value, char* buffer, int size) {
 
 // Writes "key=value" whole: a temporary file renamed over the old one.
 bool WriteKeyValueFile(const char* path, const char* key, const std::string& value) {
-    mkdir("/usr/qarn", 0755);
-    mkdir("/usr/qarn/etc", 0755);
-    mkdir(kPrivateDirectory, 0700);
+    platform::MakePrivateDirectory();
     std::string temporary = std::string(path) + ".new";
     {
         std::ofstream output(temporary, std::ios::trunc);
@@ -65,7 +61,8 @@ bool WriteKeyValueFile(const char* path, const char* key, const std::string& val
 extern "C" int QARNWinsLookupLDAP(const char* realm) {
     if (realm == nullptr || realm[0] == '\0') return 0;
     std::string output;
-    if (RunTool({kNet, "ads", "lookup", "--realm", realm, "-d0"}, "", output) != 0) return 0;
+    if (RunTool({platform::kNetTool, "ads", "lookup", "--realm", realm, "-d0"}, "", output) != 0)
+        return 0;
     std::string controller = ValueOf(output, "Information for Domain Controller");
     std::string workgroup = ValueOf(output, "Pre-Win2k Domain");
     if (controller.empty()) return 0;
@@ -81,7 +78,8 @@ extern "C" int QARNWinsGetKDCIP(char* buffer, int size) {
 extern "C" int QARNWinsWorkgroup(char* buffer, int size, const char* kdcAddress) {
     if (kdcAddress == nullptr || kdcAddress[0] == '\0') return Fail(kBadArgument, __LINE__);
     std::string output;
-    if (RunTool({kNet, "ads", "workgroup", "-S", kdcAddress, "-d0"}, "", output) != 0) {
+    if (RunTool({platform::kNetTool, "ads", "workgroup", "-S", kdcAddress, "-d0"}, "", output) !=
+        0) {
         return Fail(kToolFailed, __LINE__);
     }
     return CopyOut(ValueOf(output, "Workgroup"), buffer, size) ? 0 : Fail(kNotFound, __LINE__);
@@ -89,7 +87,7 @@ extern "C" int QARNWinsWorkgroup(char* buffer, int size, const char* kdcAddress)
 
 extern "C" int QARNWorkgroupGet(char* buffer, int size) {
     if (buffer == nullptr || size < 1) return Fail(kBadArgument, __LINE__);
-    return QLIBCFileGetKeyValue(kSmbConf, "workgroup", buffer, size, 0) > 0
+    return QLIBCFileGetKeyValue(platform::kSmbConf, "workgroup", buffer, size, 0) > 0
                ? 0
                : Fail(kNotFound, __LINE__);
 }

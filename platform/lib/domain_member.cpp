@@ -1,13 +1,12 @@
 // The steps that make a joined Debian file server a member of its domain: name service,
 // Samba's member settings, trusted domains, the domain's administrators, the system event.
-#include <sys/stat.h>
 #include <syslog.h>
 
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "platform_paths.hpp"
 #include "qarn.h"
 #include "smb_conf.hpp"
 #include "text_file.hpp"
@@ -18,10 +17,7 @@ namespace {
 enum MemberError { kBadArgument = 0x600, kWriteFailed = 0x601, kToolFailed = 0x602 };
 
 const char kNsswitchConf[] = "/etc/nsswitch.conf";
-const char kNet[] = "/usr/local/bin/net";
-const char kTimeoutTool[] = "/usr/bin/timeout";
 const char kNetTimeLimit[] = "30";
-const char kPrivateDirectory[] = "/usr/qarn/etc/private";
 const char kTrustDomainInfo[] = "/usr/qarn/etc/private/trust_domain_info";
 const char kAuthUserFile[] = "/usr/qarn/etc/private/auth_user";
 const char kWinbind[] = "winbind";
@@ -65,15 +61,9 @@ void AddMissingDatabases(std::vector<std::string>& lines, bool enable) {
     }
 }
 
-void MakePrivateDirectory() {
-    mkdir("/usr/qarn", 0755);
-    mkdir("/usr/qarn/etc", 0755);
-    mkdir(kPrivateDirectory, 0700);
-}
-
 // Runs net with the machine account; its output, empty when it failed.
 bool RunNet(std::vector<std::string> args, std::string& output) {
-    std::vector<std::string> argv{kTimeoutTool, kNetTimeLimit, kNet};
+    std::vector<std::string> argv{platform::kTimeoutTool, kNetTimeLimit, platform::kNetTool};
     argv.insert(argv.end(), args.begin(), args.end());
     return RunTool(argv, "", output) == 0;
 }
@@ -160,7 +150,7 @@ extern "C" int QARNWinsSetAuthUser(int /*flags*/, const char* user, const char* 
     if (user == nullptr || password == nullptr || user[0] == '\0') {
         return Fail(kBadArgument, __LINE__);
     }
-    MakePrivateDirectory();
+    platform::MakePrivateDirectory();
     std::string name = user;
     if (name.find_first_of("\r\n") != std::string::npos) return Fail(kBadArgument, __LINE__);
     return platform::ReplaceFile(kAuthUserFile, {"User=" + name}) ? 0
@@ -173,7 +163,7 @@ extern "C" int QARNWinSetTrustDomain(int enable) {
     if (platform::EditSmbConfGlobals({{"allow trusted domains", enable ? "yes" : "no"}}) != 0) {
         return -1;
     }
-    MakePrivateDirectory();
+    platform::MakePrivateDirectory();
     std::vector<TrustedDomain> trusts;
     if (enable) {
         std::string output;

@@ -8,6 +8,7 @@
 
 #include <set>
 
+#include "platform_paths.hpp"
 #include "qlibc.h"
 #include "text_file.hpp"
 
@@ -20,7 +21,6 @@ enum SmbConfError {
     kLockFailed = 0x503
 };
 
-const char kSmbConf[] = "/etc/samba/smb.conf";
 const char kBlanks[] = " \t\r";
 const int kSmbConfLock = 0x46;
 const int kSmbConfUnlock = 0x40;
@@ -170,7 +170,7 @@ class GlobalRewrite {
 extern "C" int QARNSMBConfGlobalGet(QLIBC_SZHASH* global) {
     if (global == nullptr) return Fail(kBadArgument, __LINE__);
     std::vector<std::string> lines;
-    if (!platform::ReadLines(kSmbConf, &lines)) return Fail(kReadFailed, __LINE__);
+    if (!platform::ReadLines(platform::kSmbConf, &lines)) return Fail(kReadFailed, __LINE__);
     bool inGlobal = false;
     for (size_t i = 0; i < lines.size(); ++i) {
         std::string section = SectionOf(lines[i]);
@@ -195,10 +195,10 @@ extern "C" int QARNSMBConfGlobalSet(const QLIBC_SZHASH* global) {
         }
     }
     std::vector<std::string> lines;
-    if (!platform::ReadLines(kSmbConf, &lines) && QLIBCFileExist(kSmbConf)) {
+    if (!platform::ReadLines(platform::kSmbConf, &lines) && QLIBCFileExist(platform::kSmbConf)) {
         return Fail(kReadFailed, __LINE__);
     }
-    if (!platform::ReplaceFile(kSmbConf, GlobalRewrite(global).Apply(lines))) {
+    if (!platform::ReplaceFile(platform::kSmbConf, GlobalRewrite(global).Apply(lines))) {
         return Fail(kWriteFailed, __LINE__);
     }
     return 0;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform_paths.hpp"
 #include "qarn.h"
 #include "tool_run.hpp"
 
@@ -19,7 +20,6 @@ enum ServiceError {
     kToolFailed = 0x403
 };
 
-const char kTimeoutTool[] = "/usr/bin/timeout";
 const char kSystemctlTimeLimit[] = "90";
 const char kDefaultPath[] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
@@ -67,7 +67,7 @@ int Systemctl(const std::vector<std::string>& action, const char* service) {
     if (unit.empty()) return Fail(kUnknownService, __LINE__);
     std::string systemctl = FindSystemctl();
     if (systemctl.empty()) return Fail(kNoSystemctl, __LINE__);
-    std::vector<std::string> argv{kTimeoutTool, kSystemctlTimeLimit, systemctl};
+    std::vector<std::string> argv{platform::kTimeoutTool, kSystemctlTimeLimit, systemctl};
     argv.insert(argv.end(), action.begin(), action.end());
     argv.push_back(unit);
     std::string output;

@@ -118,10 +118,4 @@ TEST(DomainMember, DomainAdminsJoinTheAdminUsersOnce) {
               "\tadmin users = root, @\"EXAMPLE\\Domain Admins\"\n");
 }
 
-TEST(DomainMember, SystemEventIsOneLogLine) {
-    Sandbox::TakeLog();
-    EXPECT_EQ(QARNLogSet1(2, 1, 0x11800404, "EXAMPLE.TEST", "", "", ""), 0);
-    EXPECT_TRUE(Sandbox::Logged("event 0x11800404: The server joined the domain: EXAMPLE.TEST"));
-}
-
 }  // namespace
