@@ -26,6 +26,7 @@ inline constexpr char kCheckListDirectory[] = "/usr/qarn/etc.defaults/directory/
 inline constexpr char kLastTestFile[] = "/usr/qarn/etc/directory/last_test";
 inline constexpr char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
 inline constexpr char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
+inline constexpr char kRootCredentialCache[] = "/tmp/krb5cc_0";
 
 // The module's own files in /tmp.
 inline constexpr char kProgressFile[] = "/tmp/dir_service_check_progress.json";
@@ -44,5 +45,5 @@ inline constexpr int kLDAPSPort = 636;
 inline constexpr int kQuickToolTimeLimit = 10;  // ping, arping, nslookup, ps, net lookup
 inline constexpr int kNetQueryAttempts = 3;     // net ads info/lookup/search, klist
 inline constexpr int kNetQueryTimeLimit = 15;
-inline constexpr int kKerberosTimeLimit = 30;  // net ads kerberos kinit, kinit
+inline constexpr int kKerberosTimeLimit = 30;  // net ads kerberos kinit, kinit, net ads auth
 inline constexpr int kSmbclientTimeLimit = 30;
