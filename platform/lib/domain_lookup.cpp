@@ -6,8 +6,9 @@
 #include <sstream>
 #include <string>
 
+#include "platform_error.hpp"
 #include "qarn.h"
-#include "tool_run.hpp"
+#include "spawn.hpp"
 
 namespace {
 
@@ -17,13 +18,6 @@ const char kPrivateDirectory[] = "/usr/qarn/etc/private";
 const char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
 const char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
 const char kSmbConf[] = "/etc/samba/smb.conf";
-
-enum DomainError { kBadArgument = 0x300, kToolFailed = 0x301, kNotFound = 0x302 };
-
-int Fail(int code, int line) {
-    QLIBCErrSetEx(code, __FILE_NAME__, line);
-    return -1;
-}
 
 // The value of the first "key: value" line of output.
 std::string ValueOf(const std::string& output, const std::string& key) {
@@ -65,7 +59,10 @@ bool WriteKeyValueFile(const char* path, const char* key, const std::string& val
 extern "C" int QARNWinsLookupLDAP(const char* realm) {
     if (realm == nullptr || realm[0] == '\0') return 0;
     std::string output;
-    if (RunTool({kNet, "ads", "lookup", "--realm", realm, "-d0"}, "", output) != 0) return 0;
+    if (!platform::Run({kNet, "ads", "lookup", "--realm", realm, "-d0"}, "", output)
+             .ExitedWith(0)) {
+        return 0;
+    }
     std::string controller = ValueOf(output, "Information for Domain Controller");
     std::string workgroup = ValueOf(output, "Pre-Win2k Domain");
     if (controller.empty()) return 0;
@@ -79,29 +76,35 @@ extern "C" int QARNWinsGetKDCIP(char* buffer, int size) {
 }
 
 extern "C" int QARNWinsWorkgroup(char* buffer, int size, const char* kdcAddress) {
-    if (kdcAddress == nullptr || kdcAddress[0] == '\0') return Fail(kBadArgument, __LINE__);
+    if (kdcAddress == nullptr || kdcAddress[0] == '\0')
+        return PLATFORM_FAIL(platform::kDomainBadArgument);
     std::string output;
-    if (RunTool({kNet, "ads", "workgroup", "-S", kdcAddress, "-d0"}, "", output) != 0) {
-        return Fail(kToolFailed, __LINE__);
+    if (!platform::Run({kNet, "ads", "workgroup", "-S", kdcAddress, "-d0"}, "", output)
+             .ExitedWith(0)) {
+        return PLATFORM_FAIL(platform::kToolFailed);
     }
-    return CopyOut(ValueOf(output, "Workgroup"), buffer, size) ? 0 : Fail(kNotFound, __LINE__);
+    return CopyOut(ValueOf(output, "Workgroup"), buffer, size)
+               ? 0
+               : PLATFORM_FAIL(platform::kDomainValueNotFound);
 }
 
 extern "C" int QARNWorkgroupGet(char* buffer, int size) {
-    if (buffer == nullptr || size < 1) return Fail(kBadArgument, __LINE__);
+    if (buffer == nullptr || size < 1) return PLATFORM_FAIL(platform::kDomainBadArgument);
     return QLIBCFileGetKeyValue(kSmbConf, "workgroup", buffer, size, 0) > 0
                ? 0
-               : Fail(kNotFound, __LINE__);
+               : PLATFORM_FAIL(platform::kDomainValueNotFound);
 }
 
 extern "C" int QARNWinsKinit(const char* principal, const char* password) {
-    if (principal == nullptr || password == nullptr) return Fail(kBadArgument, __LINE__);
+    if (principal == nullptr || password == nullptr)
+        return PLATFORM_FAIL(platform::kDomainBadArgument);
     std::string output;
-    int status = RunTool({kKinit, principal}, std::string(password) + "\n", output);
-    if (status == 0) return 0;
+    if (platform::Run({kKinit, principal}, std::string(password) + "\n", output).ExitedWith(0)) {
+        return 0;
+    }
     for (const char* wrong : {"Password incorrect", "Preauthentication failed",
                               "Client not found in Kerberos database"}) {
         if (output.find(wrong) != std::string::npos) return 1;
     }
-    return Fail(kToolFailed, __LINE__);
+    return PLATFORM_FAIL(platform::kToolFailed);
 }

@@ -11,19 +11,13 @@
 #include <sstream>
 #include <string>
 
+#include "platform_error.hpp"
 #include "qarn.h"
 
 namespace {
 
-enum NetworkError { kBadArgument = 0x300, kNoDefaultRoute = 0x301, kNotFound = 0x302 };
-
 const char kRouteTable[] = "/proc/net/route";
 const char kInterfaceDirectory[] = "/sys/class/net/";
-
-int Fail(int code, int line) {
-    QLIBCErrSetEx(code, __FILE_NAME__, line);
-    return -1;
-}
 
 // Copies text with its NUL into buffer; false when it does not fit.
 bool CopyOut(const std::string& text, char* buffer, int size) {
@@ -98,24 +92,24 @@ std::string FirstIPv4Address(const char* interfaceName) {
 
 extern "C" int QARNNetDefaultGatewayInterfaceGet(char* buffer, int size) {
     const std::string name = DefaultRouteInterface();
-    if (name.empty()) return Fail(kNoDefaultRoute, __LINE__);
-    if (!CopyOut(name, buffer, size)) return Fail(kBadArgument, __LINE__);
+    if (name.empty()) return PLATFORM_FAIL(platform::kNoDefaultRoute);
+    if (!CopyOut(name, buffer, size)) return PLATFORM_FAIL(platform::kNetworkBadArgument);
     return 0;
 }
 
 extern "C" int QARNILnxGetIP(const char* interfaceName, char* buffer, int size) {
-    if (!IsInterfaceName(interfaceName)) return Fail(kBadArgument, __LINE__);
+    if (!IsInterfaceName(interfaceName)) return PLATFORM_FAIL(platform::kNetworkBadArgument);
     const std::string address = FirstIPv4Address(interfaceName);
-    if (address.empty()) return Fail(kNotFound, __LINE__);
-    if (!CopyOut(address, buffer, size)) return Fail(kBadArgument, __LINE__);
+    if (address.empty()) return PLATFORM_FAIL(platform::kInterfaceNotFound);
+    if (!CopyOut(address, buffer, size)) return PLATFORM_FAIL(platform::kNetworkBadArgument);
     return static_cast<int>(address.size());
 }
 
 extern "C" int QARNGetMTUSetting(const char* interfaceName) {
-    if (!IsInterfaceName(interfaceName)) return Fail(kBadArgument, __LINE__);
+    if (!IsInterfaceName(interfaceName)) return PLATFORM_FAIL(platform::kNetworkBadArgument);
     std::ifstream setting(std::string(kInterfaceDirectory) + interfaceName + "/mtu");
     int mtu = 0;
-    if (!(setting >> mtu) || mtu <= 0) return Fail(kNotFound, __LINE__);
+    if (!(setting >> mtu) || mtu <= 0) return PLATFORM_FAIL(platform::kInterfaceNotFound);
     return mtu;
 }
 

@@ -10,19 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "platform_error.hpp"
 #include "qarn.h"
 
 namespace {
 
-enum ResolvConfError { kBadArgument = 0x310, kReadFailed = 0x311, kWriteFailed = 0x312 };
-
 const char kResolvConf[] = "/etc/resolv.conf";
 const char kNameserver[] = "nameserver";
-
-int Fail(int code, int line) {
-    QLIBCErrSetEx(code, __FILE_NAME__, line);
-    return -1;
-}
 
 // The address of a "nameserver ADDRESS" line; empty for any other line.
 std::string NameserverOf(const std::string& line) {
@@ -122,35 +116,35 @@ bool ReplaceFile(const std::string& path, const std::vector<std::string>& lines)
 }  // namespace
 
 extern "C" int QARNNetDNSGet(char* buffer, int size) {
-    if (buffer == nullptr || size <= 0) return Fail(kBadArgument, __LINE__);
+    if (buffer == nullptr || size <= 0) return PLATFORM_FAIL(platform::kResolvConfBadArgument);
     std::vector<std::string> lines;
-    if (!ReadLines(kResolvConf, &lines)) return Fail(kReadFailed, __LINE__);
+    if (!ReadLines(kResolvConf, &lines)) return PLATFORM_FAIL(platform::kReadFailed);
     std::vector<std::string> servers;
     for (const std::string& line : lines) {
         const std::string server = NameserverOf(line);
         if (!server.empty()) servers.push_back(server);
     }
     const std::string joined = JoinWithin(servers, static_cast<size_t>(size) - 1);
-    if (joined.empty()) return Fail(kReadFailed, __LINE__);
+    if (joined.empty()) return PLATFORM_FAIL(platform::kReadFailed);
     memcpy(buffer, joined.c_str(), joined.size() + 1);
     return 0;
 }
 
 extern "C" int QARNNetDNSListSet(const QLIBC_SZLIST* servers) {
-    if (servers == nullptr) return Fail(kBadArgument, __LINE__);
+    if (servers == nullptr) return PLATFORM_FAIL(platform::kResolvConfBadArgument);
     std::vector<std::string> entries;
     for (int i = 0; i < QLIBCSzListCount(servers); ++i) {
         const char* entry = QLIBCSzListGet(servers, i);
-        if (!IsSafeEntry(entry)) return Fail(kBadArgument, __LINE__);
+        if (!IsSafeEntry(entry)) return PLATFORM_FAIL(platform::kResolvConfBadArgument);
         entries.push_back(entry);
     }
     const std::string path = TargetPath();
     std::vector<std::string> lines;
     if (!ReadLines(path, &lines) && QLIBCFileExist(path.c_str())) {
-        return Fail(kReadFailed, __LINE__);
+        return PLATFORM_FAIL(platform::kReadFailed);
     }
     if (!ReplaceFile(path, ReplaceNameservers(lines, entries))) {
-        return Fail(kWriteFailed, __LINE__);
+        return PLATFORM_FAIL(platform::kWriteFailed);
     }
     return 0;
 }
