@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "ldap_internal.hpp"
+#include "platform_paths.hpp"
 
 namespace {
 
@@ -226,7 +227,7 @@ extern "C" int QARNLDAPDebugEnabled(void) {
 extern "C" int QARNLDAPIsBinded(void) {
     std::vector<std::string> lines;
     try {
-        if (!ReadLines("/etc/nsswitch.conf", &lines)) {
+        if (!ReadLines(platform::kNsswitchConfFile, &lines)) {
             if (errno != ENOENT) QARNLDAP_SET_ERR(QARN_LDAP_ERR_CONF);
             return 0;
         }

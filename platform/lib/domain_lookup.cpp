@@ -7,17 +7,11 @@
 #include <string>
 
 #include "platform_error.hpp"
+#include "platform_paths.hpp"
 #include "qarn.h"
 #include "spawn.hpp"
 
 namespace {
-
-const char kNet[] = "/usr/local/bin/net";
-const char kKinit[] = "/usr/bin/kinit";
-const char kPrivateDirectory[] = "/usr/qarn/etc/private";
-const char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
-const char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
-const char kSmbConf[] = "/etc/samba/smb.conf";
 
 // The value of the first "key: value" line of output.
 std::string ValueOf(const std::string& output, const std::string& key) {
@@ -42,9 +36,9 @@ bool CopyOut(const std::string& value, char* buffer, int size) {
 
 // Writes "key=value" whole: a temporary file renamed over the old one.
 bool WriteKeyValueFile(const char* path, const char* key, const std::string& value) {
-    mkdir("/usr/qarn", 0755);
-    mkdir("/usr/qarn/etc", 0755);
-    mkdir(kPrivateDirectory, 0700);
+    mkdir(platform::kQarnDirectory, 0755);
+    mkdir(platform::kQarnEtcDirectory, 0755);
+    mkdir(platform::kPrivateDirectory, 0700);
     std::string temporary = std::string(path) + ".new";
     {
         std::ofstream output(temporary, std::ios::trunc);
@@ -59,27 +53,28 @@ bool WriteKeyValueFile(const char* path, const char* key, const std::string& val
 extern "C" int QARNWinsLookupLDAP(const char* realm) {
     if (realm == nullptr || realm[0] == '\0') return 0;
     std::string output;
-    if (!platform::Run({kNet, "ads", "lookup", "--realm", realm, "-d0"}, "", output)
+    if (!platform::Run({platform::kNetTool, "ads", "lookup", "--realm", realm, "-d0"}, "", output)
              .ExitedWith(0)) {
         return 0;
     }
     std::string controller = ValueOf(output, "Information for Domain Controller");
     std::string workgroup = ValueOf(output, "Pre-Win2k Domain");
     if (controller.empty()) return 0;
-    if (!WriteKeyValueFile(kKdcIPFile, "KDC", controller)) return 0;
-    if (!workgroup.empty()) WriteKeyValueFile(kWorkgroupFile, "Workgroup", workgroup);
+    if (!WriteKeyValueFile(platform::kKdcIPFile, "KDC", controller)) return 0;
+    if (!workgroup.empty()) WriteKeyValueFile(platform::kWorkgroupFile, "Workgroup", workgroup);
     return 1;
 }
 
 extern "C" int QARNWinsGetKDCIP(char* buffer, int size) {
-    return QLIBCFileGetKeyValue(kKdcIPFile, "KDC", buffer, size, 0) > 0 ? 1 : 0;
+    return QLIBCFileGetKeyValue(platform::kKdcIPFile, "KDC", buffer, size, 0) > 0 ? 1 : 0;
 }
 
 extern "C" int QARNWinsWorkgroup(char* buffer, int size, const char* kdcAddress) {
     if (kdcAddress == nullptr || kdcAddress[0] == '\0')
         return PLATFORM_FAIL(platform::kDomainBadArgument);
     std::string output;
-    if (!platform::Run({kNet, "ads", "workgroup", "-S", kdcAddress, "-d0"}, "", output)
+    if (!platform::Run({platform::kNetTool, "ads", "workgroup", "-S", kdcAddress, "-d0"}, "",
+                       output)
              .ExitedWith(0)) {
         return PLATFORM_FAIL(platform::kToolFailed);
     }
@@ -90,7 +85,7 @@ extern "C" int QARNWinsWorkgroup(char* buffer, int size, const char* kdcAddress)
 
 extern "C" int QARNWorkgroupGet(char* buffer, int size) {
     if (buffer == nullptr || size < 1) return PLATFORM_FAIL(platform::kDomainBadArgument);
-    return QLIBCFileGetKeyValue(kSmbConf, "workgroup", buffer, size, 0) > 0
+    return QLIBCFileGetKeyValue(platform::kSmbConfFile, "workgroup", buffer, size, 0) > 0
                ? 0
                : PLATFORM_FAIL(platform::kDomainValueNotFound);
 }
@@ -99,7 +94,8 @@ extern "C" int QARNWinsKinit(const char* principal, const char* password) {
     if (principal == nullptr || password == nullptr)
         return PLATFORM_FAIL(platform::kDomainBadArgument);
     std::string output;
-    if (platform::Run({kKinit, principal}, std::string(password) + "\n", output).ExitedWith(0)) {
+    if (platform::Run({platform::kKinitTool, principal}, std::string(password) + "\n", output)
+            .ExitedWith(0)) {
         return 0;
     }
     for (const char* wrong : {"Password incorrect", "Preauthentication failed",

@@ -13,12 +13,12 @@
 #include <unordered_map>
 
 #include "platform_error.hpp"
+#include "platform_paths.hpp"
 #include "qlibc.h"
 
 namespace {
 
 const char kBlanks[] = " \t\r\n\"";
-const char kLockDirectory[] = "/run/lock";
 const int kLockResourceMask = 0xF0;
 const int kLockPollMilliseconds = 50;
 
@@ -32,7 +32,7 @@ std::mutex gLocksMutex;
 std::unordered_map<int, int> gLockFiles;  // resource bits to the open lock file
 
 std::string LockPath(int resource) {
-    return std::string(kLockDirectory) + "/qarn-" + std::to_string(resource) + ".lock";
+    return std::string(platform::kLockDirectory) + "/qarn-" + std::to_string(resource) + ".lock";
 }
 
 void SleepMilliseconds(long milliseconds) {
@@ -84,7 +84,7 @@ extern "C" int QLIBCFileLock(int lockType, int timeoutSec) {
     int resource = lockType & kLockResourceMask;
     std::lock_guard<std::mutex> guard(gLocksMutex);
     if (gLockFiles.count(resource)) return 0;
-    mkdir(kLockDirectory, 0755);
+    mkdir(platform::kLockDirectory, 0755);
     int fd = open(LockPath(resource).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (fd < 0) {
         return PLATFORM_FAIL(platform::kOpenFailed);

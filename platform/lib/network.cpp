@@ -12,12 +12,10 @@
 #include <string>
 
 #include "platform_error.hpp"
+#include "platform_paths.hpp"
 #include "qarn.h"
 
 namespace {
-
-const char kRouteTable[] = "/proc/net/route";
-const char kInterfaceDirectory[] = "/sys/class/net/";
 
 // Copies text with its NUL into buffer; false when it does not fit.
 bool CopyOut(const std::string& text, char* buffer, int size) {
@@ -48,7 +46,7 @@ bool IsDefaultRoute(const Route& route) {
 
 // The interface of the default route with the lowest metric; empty when there is none.
 std::string DefaultRouteInterface() {
-    std::ifstream table(kRouteTable);
+    std::ifstream table(platform::kRouteTable);
     std::string line;
     std::getline(table, line);  // column titles
     std::string best;
@@ -107,7 +105,7 @@ extern "C" int QARNILnxGetIP(const char* interfaceName, char* buffer, int size) 
 
 extern "C" int QARNGetMTUSetting(const char* interfaceName) {
     if (!IsInterfaceName(interfaceName)) return PLATFORM_FAIL(platform::kNetworkBadArgument);
-    std::ifstream setting(std::string(kInterfaceDirectory) + interfaceName + "/mtu");
+    std::ifstream setting(std::string(platform::kInterfaceDirectory) + interfaceName + "/mtu");
     int mtu = 0;
     if (!(setting >> mtu) || mtu <= 0) return PLATFORM_FAIL(platform::kInterfaceNotFound);
     return mtu;

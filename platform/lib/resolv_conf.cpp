@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "platform_error.hpp"
+#include "platform_paths.hpp"
 #include "qarn.h"
 
 namespace {
 
-const char kResolvConf[] = "/etc/resolv.conf";
 const char kNameserver[] = "nameserver";
 
 // The address of a "nameserver ADDRESS" line; empty for any other line.
@@ -79,8 +79,8 @@ std::vector<std::string> ReplaceNameservers(const std::vector<std::string>& line
 
 // The file that /etc/resolv.conf names, following a symbolic link.
 std::string TargetPath() {
-    char* resolved = realpath(kResolvConf, nullptr);
-    if (resolved == nullptr) return kResolvConf;
+    char* resolved = realpath(platform::kResolvConfFile, nullptr);
+    if (resolved == nullptr) return platform::kResolvConfFile;
     std::string path = resolved;
     free(resolved);
     return path;
@@ -118,7 +118,7 @@ bool ReplaceFile(const std::string& path, const std::vector<std::string>& lines)
 extern "C" int QARNNetDNSGet(char* buffer, int size) {
     if (buffer == nullptr || size <= 0) return PLATFORM_FAIL(platform::kResolvConfBadArgument);
     std::vector<std::string> lines;
-    if (!ReadLines(kResolvConf, &lines)) return PLATFORM_FAIL(platform::kReadFailed);
+    if (!ReadLines(platform::kResolvConfFile, &lines)) return PLATFORM_FAIL(platform::kReadFailed);
     std::vector<std::string> servers;
     for (const std::string& line : lines) {
         const std::string server = NameserverOf(line);

@@ -1,4 +1,5 @@
 #include "spawn.hpp"
+#include "platform_paths.hpp"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -56,7 +57,7 @@ class SpawnActions {
     SpawnActions& operator=(const SpawnActions&) = delete;
 
     void Open(int fd, int flags) {
-        posix_spawn_file_actions_addopen(&actions_, fd, "/dev/null", flags, 0);
+        posix_spawn_file_actions_addopen(&actions_, fd, kNullDevice, flags, 0);
     }
     void Dup(int from, int to) { posix_spawn_file_actions_adddup2(&actions_, from, to); }
     const posix_spawn_file_actions_t* Get() const { return &actions_; }
