@@ -54,7 +54,8 @@ bool DomainCore::IsJoinedDomain() {
 }
 
 std::string DomainCore::RequestString(const char* name) {
-    const Json::Value& value = m_request->GetParamRef(name, Json::Value());
+    const Json::Value missing;
+    const Json::Value& value = m_request->GetParamRef(name, missing);
     return value.isString() ? value.asString() : "";
 }
 

@@ -5,7 +5,6 @@
 #include "call.hpp"
 #include "dns_server.hpp"
 #include "sandbox.hpp"
-#include "tool_override.hpp"
 
 namespace {
 
@@ -116,7 +115,7 @@ TEST(DnsResolverSetting, UnreadableSystemSettingIsAnUnreachableServer) {
 TEST(DnsResolverTool, FailedRunGivesNoAnswerEvenWithAnswerLines) {
     DnsServer server("ex.test");
     server.Start();
-    ToolOverride nslookup("/usr/bin/nslookup", "echo 'Address: 192.0.2.99'\nexit 1");
+    Sandbox::WriteFakeTool("/usr/bin/nslookup", "echo 'Address: 192.0.2.99'\nexit 1");
     DnsResolver resolver;
     resolver.SetDNS(DnsServer::kAddress);
     resolver.SetDomainName("dc1.ex.test");
