@@ -6,24 +6,13 @@
 #include <sstream>
 #include <string>
 
+#include "parsers.hpp"
 #include "platform_error.hpp"
 #include "platform_paths.hpp"
 #include "qarn.h"
 #include "spawn.hpp"
 
 namespace {
-
-// The value of the first "key: value" line of output.
-std::string ValueOf(const std::string& output, const std::string& key) {
-    std::istringstream lines(output);
-    std::string line;
-    while (std::getline(lines, line)) {
-        if (line.compare(0, key.size() + 1, key + ":") != 0) continue;
-        size_t value = line.find_first_not_of(" \t", key.size() + 1);
-        return value == std::string::npos ? "" : line.substr(value);
-    }
-    return "";
-}
 
 bool CopyOut(const std::string& value, char* buffer, int size) {
     if (buffer == nullptr || size < 1 || value.empty() || value.size() >= size_t(size)) {
@@ -57,8 +46,8 @@ extern "C" int QARNWinsLookupLDAP(const char* realm) {
              .ExitedWith(0)) {
         return 0;
     }
-    std::string controller = ValueOf(output, "Information for Domain Controller");
-    std::string workgroup = ValueOf(output, "Pre-Win2k Domain");
+    std::string controller = platform::ValueOf(output, "Information for Domain Controller");
+    std::string workgroup = platform::ValueOf(output, "Pre-Win2k Domain");
     if (controller.empty()) return 0;
     if (!WriteKeyValueFile(platform::kKdcIPFile, "KDC", controller)) return 0;
     if (!workgroup.empty()) WriteKeyValueFile(platform::kWorkgroupFile, "Workgroup", workgroup);
@@ -78,7 +67,7 @@ extern "C" int QARNWinsWorkgroup(char* buffer, int size, const char* kdcAddress)
              .ExitedWith(0)) {
         return PLATFORM_FAIL(platform::kToolFailed);
     }
-    return CopyOut(ValueOf(output, "Workgroup"), buffer, size)
+    return CopyOut(platform::ValueOf(output, "Workgroup"), buffer, size)
                ? 0
                : PLATFORM_FAIL(platform::kDomainValueNotFound);
 }
@@ -98,9 +87,6 @@ extern "C" int QARNWinsKinit(const char* principal, const char* password) {
             .ExitedWith(0)) {
         return 0;
     }
-    for (const char* wrong : {"Password incorrect", "Preauthentication failed",
-                              "Client not found in Kerberos database"}) {
-        if (output.find(wrong) != std::string::npos) return 1;
-    }
+    if (platform::IsWrongPassword(output)) return 1;
     return PLATFORM_FAIL(platform::kToolFailed);
 }

@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string>
 
+#include "parsers.hpp"
 #include "platform_error.hpp"
 #include "platform_paths.hpp"
 #include "qarn.h"
@@ -22,43 +23,6 @@ bool CopyOut(const std::string& text, char* buffer, int size) {
     if (buffer == nullptr || size <= 0 || text.size() >= static_cast<size_t>(size)) return false;
     memcpy(buffer, text.c_str(), text.size() + 1);
     return true;
-}
-
-struct Route {
-    std::string interfaceName;
-    unsigned long destination = 1;
-    unsigned long mask = 1;
-    unsigned int flags = 0;
-    unsigned long metric = 0;
-};
-
-bool ParseRoute(const std::string& line, Route* route) {
-    std::istringstream fields(line);
-    std::string gateway, refCount, use;
-    fields >> route->interfaceName >> std::hex >> route->destination >> gateway >> route->flags >>
-        std::dec >> refCount >> use >> route->metric >> std::hex >> route->mask;
-    return !fields.fail();
-}
-
-bool IsDefaultRoute(const Route& route) {
-    return route.destination == 0 && route.mask == 0 && (route.flags & RTF_UP) != 0;
-}
-
-// The interface of the default route with the lowest metric; empty when there is none.
-std::string DefaultRouteInterface() {
-    std::ifstream table(platform::kRouteTable);
-    std::string line;
-    std::getline(table, line);  // column titles
-    std::string best;
-    unsigned long bestMetric = std::numeric_limits<unsigned long>::max();
-    Route route;
-    while (std::getline(table, line)) {
-        if (ParseRoute(line, &route) && IsDefaultRoute(route) && route.metric < bestMetric) {
-            best = route.interfaceName;
-            bestMetric = route.metric;
-        }
-    }
-    return best;
 }
 
 bool IsInterfaceName(const char* name) {
@@ -89,7 +53,8 @@ std::string FirstIPv4Address(const char* interfaceName) {
 }  // namespace
 
 extern "C" int QARNNetDefaultGatewayInterfaceGet(char* buffer, int size) {
-    const std::string name = DefaultRouteInterface();
+    std::ifstream table(platform::kRouteTable);
+    const std::string name = platform::DefaultRouteInterface(table);
     if (name.empty()) return PLATFORM_FAIL(platform::kNoDefaultRoute);
     if (!CopyOut(name, buffer, size)) return PLATFORM_FAIL(platform::kNetworkBadArgument);
     return 0;

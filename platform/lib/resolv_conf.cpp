@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "parsers.hpp"
 #include "platform_error.hpp"
 #include "platform_paths.hpp"
 #include "qarn.h"
@@ -17,14 +18,6 @@
 namespace {
 
 const char kNameserver[] = "nameserver";
-
-// The address of a "nameserver ADDRESS" line; empty for any other line.
-std::string NameserverOf(const std::string& line) {
-    std::istringstream words(line);
-    std::string keyword, address;
-    if (!(words >> keyword >> address) || keyword != kNameserver) return "";
-    return address;
-}
 
 bool ReadLines(const std::string& path, std::vector<std::string>* lines) {
     std::ifstream file(path);
@@ -67,7 +60,7 @@ std::vector<std::string> ReplaceNameservers(const std::vector<std::string>& line
         inserted = true;
     };
     for (const std::string& line : lines) {
-        if (NameserverOf(line).empty()) {
+        if (platform::NameserverOf(line).empty()) {
             result.push_back(line);
         } else if (!inserted) {
             insertServers();
@@ -121,7 +114,7 @@ extern "C" int QARNNetDNSGet(char* buffer, int size) {
     if (!ReadLines(platform::kResolvConfFile, &lines)) return PLATFORM_FAIL(platform::kReadFailed);
     std::vector<std::string> servers;
     for (const std::string& line : lines) {
-        const std::string server = NameserverOf(line);
+        const std::string server = platform::NameserverOf(line);
         if (!server.empty()) servers.push_back(server);
     }
     const std::string joined = JoinWithin(servers, static_cast<size_t>(size) - 1);

@@ -8,33 +8,6 @@
 
 namespace {
 
-struct AnswerCase {
-    const char* line;
-    const char* prefix;
-    bool found;
-    const char* value;
-};
-
-class ExtractAnswerTest : public testing::TestWithParam<AnswerCase> {};
-
-TEST_P(ExtractAnswerTest, PicksTheValue) {
-    std::string value = "untouched";
-    EXPECT_EQ(DnsResolver::ExtractAnswer(GetParam().line, GetParam().prefix, &value),
-              GetParam().found);
-    EXPECT_EQ(value, GetParam().value);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Lines, ExtractAnswerTest,
-    testing::Values(AnswerCase{"Address: 192.0.2.10", "Address: ", true, "192.0.2.10"},
-                    AnswerCase{"Address:\t127.0.0.2#53", "Address: ", false, "untouched"},
-                    AnswerCase{"_ldap._tcp.ex.test\tservice = 0 100 389 dc1.ex.test.",
-                               "service = ", true, "dc1.ex.test."},
-                    AnswerCase{"ex.test\tnameserver = ns1.ex.test.", "nameserver = ", true,
-                               "ns1.ex.test."},
-                    AnswerCase{"Address: 192.0.2.10 ", "Address: ", true, ""},
-                    AnswerCase{"Address: ", "Address: ", true, ""}));
-
 class DnsResolverTest : public testing::Test {
   protected:
     DnsResolverTest() : m_server("ex.test") {
