@@ -367,15 +367,7 @@ void DomainCore::PrepareTestIP() {
     Json::Value resolved(Json::arrayValue);
     Json::Value unresolved(Json::arrayValue);
     for (const std::string& testIP : testIPs) {
-        if (IsIP(testIP)) {
-            resolved.append(testIP);
-            continue;
-        }
-        DnsResolver resolver;
-        resolver.SetDNS("");
-        resolver.SetDomainName(testIP);
-        resolver.SetRecordType(kRecordTypeA);
-        ErrorCode result = resolver.ResolveRecord(resolved);
+        ErrorCode result = AppendAddressesOf(testIP, resolved);
         if (result == kDNSServerUnreachable) {
             SetError(kError, kDNSServerUnreachable);
             return;
