@@ -66,6 +66,12 @@ class SpawnActions {
     posix_spawn_file_actions_t actions_;
 };
 
+long long NowMs() {
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
+}
+
 void CloseFd(int& fd) {
     if (fd >= 0) close(fd);
     fd = -1;
@@ -164,18 +170,30 @@ RunResult Child::Wait() {
     return RunResult::OfWaitStatus(status);
 }
 
+RunResult Child::WaitUntil(long long deadlineMs) {
+    CloseAll();
+    if (!started()) return {};
+    const struct timespec pause = {0, 10 * 1000000};
+    for (int status = 0;;) {
+        pid_t ended = waitpid(pid_, &status, WNOHANG);
+        if (ended == pid_) {
+            pid_ = -1;
+            return RunResult::OfWaitStatus(status);
+        }
+        if (ended < 0 && errno != EINTR) return Wait();
+        if (NowMs() >= deadlineMs) break;
+        nanosleep(&pause, nullptr);
+    }
+    Kill();
+    return {RunResult::Kind::kTimedOut, 0};
+}
+
 void Child::Kill() {
     if (started()) kill(pid_, SIGKILL);
     Wait();
 }
 
 namespace {
-
-long long NowMs() {
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
-}
 
 // Feeds input to `in` and collects `out` until the program closes its output, or the deadline
 // (-1: none) passes. False when it passed.
@@ -223,9 +241,11 @@ RunResult Run(const std::vector<std::string>& argv, const std::string& input, st
     bool inTime = Exchange(in, out, input, output, limits.outputCap, deadline);
     CloseFd(in);
     CloseFd(out);
-    if (inTime) return child.Wait();
-    child.Kill();
-    return {RunResult::Kind::kTimedOut, 0};
+    if (!inTime) {
+        child.Kill();
+        return {RunResult::Kind::kTimedOut, 0};
+    }
+    return deadline < 0 ? child.Wait() : child.WaitUntil(deadline);
 }
 
 }  // namespace platform

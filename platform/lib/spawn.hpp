@@ -71,6 +71,9 @@ class Child {
 
     // Waits for the end (closing pipe ends still held first); kNotStarted when never started.
     RunResult Wait();
+    // The same until the CLOCK_MONOTONIC time deadlineMs; a program still running then is
+    // killed and the result is kTimedOut.
+    RunResult WaitUntil(long long deadlineMs);
     // Ends a running program (SIGKILL) and reaps it.
     void Kill();
 

@@ -69,7 +69,7 @@ TEST(Spawn, EveryEndAndBound) {
     using Kind = platform::RunResult::Kind;
     Sandbox::WriteScript(kScript,
                          "read x; echo \"$x$x\"; case $x in kill) kill -9 $$;; "
-                         "sleep) sleep 5;; esac; exit 4");
+                         "sleep) sleep 5;; quiet) exec >&- 2>&-; sleep 5;; esac; exit 4");
     struct Case {
         const char* input;
         platform::Limits limits;
@@ -79,7 +79,8 @@ TEST(Spawn, EveryEndAndBound) {
     } cases[] = {{"ab\n", {}, Kind::kExited, 4, "abab\n"},
                  {"ab\n", {0, 3}, Kind::kExited, 4, "aba"},
                  {"kill\n", {}, Kind::kSignaled, 9, "killkill\n"},
-                 {"sleep\n", {1, 0}, Kind::kTimedOut, 0, "sleepsleep\n"}};
+                 {"sleep\n", {1, 0}, Kind::kTimedOut, 0, "sleepsleep\n"},
+                 {"quiet\n", {1, 0}, Kind::kTimedOut, 0, "quietquiet\n"}};
     for (const Case& c : cases) {
         std::string output;
         platform::RunResult result = platform::Run({kScript}, c.input, output, c.limits);
