@@ -6,27 +6,20 @@
 #include <string>
 #include <vector>
 
+#include "platform_error.hpp"
 #include "platform_paths.hpp"
 #include "qarn.h"
 #include "smb_conf.hpp"
+#include "spawn.hpp"
 #include "text_file.hpp"
-#include "tool_run.hpp"
 
 namespace {
 
-enum MemberError { kBadArgument = 0x600, kWriteFailed = 0x601, kToolFailed = 0x602 };
-
-const char kNsswitchConf[] = "/etc/nsswitch.conf";
-const char kNetTimeLimit[] = "30";
+const platform::Limits kNetLimits{30, 1024 * 1024};
 const char kTrustDomainInfo[] = "/usr/qarn/etc/private/trust_domain_info";
 const char kAuthUserFile[] = "/usr/qarn/etc/private/auth_user";
 const char kWinbind[] = "winbind";
 const unsigned int kJoinedEvent = 0x11800404;
-
-int Fail(int code, int line) {
-    QLIBCErrSetEx(code, __FILE_NAME__, line);
-    return -1;
-}
 
 std::vector<std::string> Words(const std::string& text) {
     std::istringstream stream(text);
@@ -63,9 +56,9 @@ void AddMissingDatabases(std::vector<std::string>& lines, bool enable) {
 
 // Runs net with the machine account; its output, empty when it failed.
 bool RunNet(std::vector<std::string> args, std::string& output) {
-    std::vector<std::string> argv{platform::kTimeoutTool, kNetTimeLimit, platform::kNetTool};
+    std::vector<std::string> argv{platform::kNetTool};
     argv.insert(argv.end(), args.begin(), args.end());
-    return RunTool(argv, "", output) == 0;
+    return platform::Run(argv, "", output, kNetLimits).ExitedWith(0);
 }
 
 struct TrustedDomain {
@@ -128,12 +121,15 @@ extern "C" int QARNWinsStopDomainUpdating(void) {
 // without winbind; every other line kept; the file replaced atomically.
 extern "C" int QARNWinsSetDomainNsswitch(int enable) {
     std::vector<std::string> lines;
-    if (!platform::ReadLines(kNsswitchConf, &lines) && QLIBCFileExist(kNsswitchConf)) {
-        return Fail(kWriteFailed, __LINE__);
+    if (!platform::ReadLines(platform::kNsswitchConfFile, &lines) &&
+        QLIBCFileExist(platform::kNsswitchConfFile)) {
+        return PLATFORM_FAIL(platform::kMemberWriteFailed);
     }
     for (std::string& line : lines) line = NsswitchLine(line, enable != 0);
     AddMissingDatabases(lines, enable != 0);
-    return platform::ReplaceFile(kNsswitchConf, lines) ? 0 : Fail(kWriteFailed, __LINE__);
+    return platform::ReplaceFile(platform::kNsswitchConfFile, lines)
+               ? 0
+               : PLATFORM_FAIL(platform::kMemberWriteFailed);
 }
 
 // Samba's member defaults in [global] where the configuration has none: the default ID map
@@ -148,13 +144,15 @@ extern "C" int QARNWinsSetDomainConfig(int enable) {
 // Remembers which domain account joined the server (its name; the password is not kept).
 extern "C" int QARNWinsSetAuthUser(int /*flags*/, const char* user, const char* password) {
     if (user == nullptr || password == nullptr || user[0] == '\0') {
-        return Fail(kBadArgument, __LINE__);
+        return PLATFORM_FAIL(platform::kMemberBadArgument);
     }
     platform::MakePrivateDirectory();
     std::string name = user;
-    if (name.find_first_of("\r\n") != std::string::npos) return Fail(kBadArgument, __LINE__);
-    return platform::ReplaceFile(kAuthUserFile, {"User=" + name}) ? 0
-                                                                  : Fail(kWriteFailed, __LINE__);
+    if (name.find_first_of("\r\n") != std::string::npos)
+        return PLATFORM_FAIL(platform::kMemberBadArgument);
+    return platform::ReplaceFile(kAuthUserFile, {"User=" + name})
+               ? 0
+               : PLATFORM_FAIL(platform::kMemberWriteFailed);
 }
 
 // Users of trusted domains may log on ("allow trusted domains"); with enable, the domain's trusts
@@ -172,13 +170,13 @@ extern "C" int QARNWinSetTrustDomain(int enable) {
                     output)) {
             syslog(LOG_ERR, "%s:%d reading the domain's trusts failed: %.200s", __FILE_NAME__,
                    __LINE__, output.c_str());
-            return Fail(kToolFailed, __LINE__);
+            return PLATFORM_FAIL(platform::kMemberToolFailed);
         }
         trusts = ParseTrusts(output);
     }
     return platform::ReplaceFile(kTrustDomainInfo, TrustDomainLines(trusts))
                ? 0
-               : Fail(kWriteFailed, __LINE__);
+               : PLATFORM_FAIL(platform::kMemberWriteFailed);
 }
 
 // The domain's "Domain Admins" administer every share ("admin users" in [global]).

@@ -8,28 +8,17 @@
 
 #include <set>
 
+#include "platform_error.hpp"
 #include "platform_paths.hpp"
 #include "qlibc.h"
 #include "text_file.hpp"
 
 namespace {
 
-enum SmbConfError {
-    kBadArgument = 0x500,
-    kReadFailed = 0x501,
-    kWriteFailed = 0x502,
-    kLockFailed = 0x503
-};
-
 const char kBlanks[] = " \t\r";
 const int kSmbConfLock = 0x46;
 const int kSmbConfUnlock = 0x40;
 const int kLockSeconds = 10;
-
-int Fail(int code, int line) {
-    QLIBCErrSetEx(code, __FILE_NAME__, line);
-    return -1;
-}
 
 std::string Trimmed(const std::string& text) {
     size_t first = text.find_first_not_of(kBlanks);
@@ -168,9 +157,10 @@ class GlobalRewrite {
 
 // The parameters of [global], names with single blanks, values trimmed; their number.
 extern "C" int QARNSMBConfGlobalGet(QLIBC_SZHASH* global) {
-    if (global == nullptr) return Fail(kBadArgument, __LINE__);
+    if (global == nullptr) return PLATFORM_FAIL(platform::kSmbConfBadArgument);
     std::vector<std::string> lines;
-    if (!platform::ReadLines(platform::kSmbConf, &lines)) return Fail(kReadFailed, __LINE__);
+    if (!platform::ReadLines(platform::kSmbConfFile, &lines))
+        return PLATFORM_FAIL(platform::kSmbConfReadFailed);
     bool inGlobal = false;
     for (size_t i = 0; i < lines.size(); ++i) {
         std::string section = SectionOf(lines[i]);
@@ -187,19 +177,20 @@ extern "C" int QARNSMBConfGlobalGet(QLIBC_SZHASH* global) {
 // [global] becomes the table (the caller holds the SMB configuration lock); the file is replaced
 // atomically.
 extern "C" int QARNSMBConfGlobalSet(const QLIBC_SZHASH* global) {
-    if (global == nullptr) return Fail(kBadArgument, __LINE__);
+    if (global == nullptr) return PLATFORM_FAIL(platform::kSmbConfBadArgument);
     for (int i = 0; i < QLIBCSzHashCount(global); ++i) {
         const char* name = QLIBCSzHashKeyAt(global, i);
         if (!IsSafe(name, true) || !IsSafe(QLIBCSzHashGetValue(global, name), false)) {
-            return Fail(kBadArgument, __LINE__);
+            return PLATFORM_FAIL(platform::kSmbConfBadArgument);
         }
     }
     std::vector<std::string> lines;
-    if (!platform::ReadLines(platform::kSmbConf, &lines) && QLIBCFileExist(platform::kSmbConf)) {
-        return Fail(kReadFailed, __LINE__);
+    if (!platform::ReadLines(platform::kSmbConfFile, &lines) &&
+        QLIBCFileExist(platform::kSmbConfFile)) {
+        return PLATFORM_FAIL(platform::kSmbConfReadFailed);
     }
-    if (!platform::ReplaceFile(platform::kSmbConf, GlobalRewrite(global).Apply(lines))) {
-        return Fail(kWriteFailed, __LINE__);
+    if (!platform::ReplaceFile(platform::kSmbConfFile, GlobalRewrite(global).Apply(lines))) {
+        return PLATFORM_FAIL(platform::kSmbConfWriteFailed);
     }
     return 0;
 }
@@ -219,10 +210,10 @@ std::string SmbConfGlobalValue(const std::string& name) {
 
 int EditSmbConfGlobals(const std::vector<std::pair<std::string, std::string>>& changes) {
     QLIBC_SZHASH* global = QLIBCSzHashAlloc(64);
-    if (global == nullptr) return Fail(kBadArgument, __LINE__);
+    if (global == nullptr) return PLATFORM_FAIL(platform::kSmbConfBadArgument);
     if (QLIBCFileLock(kSmbConfLock, kLockSeconds) != 0) {
         QLIBCSzHashFree(global);
-        return Fail(kLockFailed, __LINE__);
+        return PLATFORM_FAIL(platform::kSmbConfLockFailed);
     }
     int result = QARNSMBConfGlobalGet(global);
     if (result >= 0) {

@@ -7,20 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "platform_error.hpp"
 #include "platform_paths.hpp"
 #include "qarn.h"
-#include "tool_run.hpp"
+#include "spawn.hpp"
 
 namespace {
 
-enum ServiceError {
-    kBadArgument = 0x400,
-    kUnknownService = 0x401,
-    kNoSystemctl = 0x402,
-    kToolFailed = 0x403
-};
-
-const char kSystemctlTimeLimit[] = "90";
+const platform::Limits kSystemctlLimits{90, 64 * 1024};
 const char kDefaultPath[] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
 // The module's unit names and the system's Samba units they stand for (Debian).
@@ -33,11 +27,6 @@ const UnitName kUnits[] = {
     {"pkg-qarnsamba-nmbd", "nmbd"},
     {"pkg-qarnsamba-winbindd", "winbind"},
 };
-
-int Fail(int code, int line) {
-    QLIBCErrSetEx(code, __FILE_NAME__, line);
-    return -1;
-}
 
 std::string SystemUnit(const char* service) {
     if (service == nullptr) return "";
@@ -64,14 +53,14 @@ std::string FindSystemctl() {
 // run. A service outside the unit table is refused.
 int Systemctl(const std::vector<std::string>& action, const char* service) {
     std::string unit = SystemUnit(service);
-    if (unit.empty()) return Fail(kUnknownService, __LINE__);
+    if (unit.empty()) return PLATFORM_FAIL(platform::kUnknownService);
     std::string systemctl = FindSystemctl();
-    if (systemctl.empty()) return Fail(kNoSystemctl, __LINE__);
-    std::vector<std::string> argv{platform::kTimeoutTool, kSystemctlTimeLimit, systemctl};
+    if (systemctl.empty()) return PLATFORM_FAIL(platform::kNoSystemctl);
+    std::vector<std::string> argv{systemctl};
     argv.insert(argv.end(), action.begin(), action.end());
     argv.push_back(unit);
     std::string output;
-    int status = RunTool(argv, "", output);
+    int status = platform::Run(argv, "", output, kSystemctlLimits).ExitStatus();
     if (status != 0) {
         syslog(LOG_ERR, "%s:%d systemctl %s %s: exit %d: %.200s", __FILE_NAME__, __LINE__,
                action.front().c_str(), unit.c_str(), status, output.c_str());
@@ -79,14 +68,15 @@ int Systemctl(const std::vector<std::string>& action, const char* service) {
     return status;
 }
 
-int SucceedsOrFails(int status, int line) {
-    return status == 0 ? 0 : Fail(kToolFailed, line);
+int SucceedsOrFails(int status) {
+    return status == 0 ? 0 : PLATFORM_FAIL(platform::kServiceToolFailed);
 }
 
 // Applies action to every listed service; the names of those that failed go onto *failed.
 int ForEachService(const std::vector<std::string>& action, const char* reason,
                    const QLIBC_SZLIST* services, QLIBC_SZLIST** failed) {
-    if (reason == nullptr || services == nullptr) return Fail(kBadArgument, __LINE__);
+    if (reason == nullptr || services == nullptr)
+        return PLATFORM_FAIL(platform::kServiceBadArgument);
     if (failed != nullptr && *failed == nullptr) *failed = QLIBCSzListAlloc(4);
     bool allDone = true;
     for (int i = 0; i < QLIBCSzListCount(services); ++i) {
@@ -97,7 +87,7 @@ int ForEachService(const std::vector<std::string>& action, const char* reason,
         allDone = false;
         if (failed != nullptr) QLIBCSzListPush(failed, service);
     }
-    return allDone ? 0 : Fail(kToolFailed, __LINE__);
+    return allDone ? 0 : PLATFORM_FAIL(platform::kServiceToolFailed);
 }
 
 }  // namespace
@@ -110,12 +100,12 @@ extern "C" int QARNSystemdEnableStatusGet(const char* service) {
 
 // "systemctl restart UNIT".
 extern "C" int QARNSystemdRestart(const char* service) {
-    return SucceedsOrFails(Systemctl({"restart"}, service), __LINE__);
+    return SucceedsOrFails(Systemctl({"restart"}, service));
 }
 
 // "systemctl reload UNIT": the daemon rereads smb.conf.
 extern "C" int QARNSystemdReload(const char* service) {
-    return SucceedsOrFails(Systemctl({"reload"}, service), __LINE__);
+    return SucceedsOrFails(Systemctl({"reload"}, service));
 }
 
 // "systemctl enable --now UNIT" for each service: the reason needs it now and after a reboot.

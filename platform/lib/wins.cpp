@@ -8,7 +8,7 @@ namespace {
 
 bool SmbConfValueIs(const char* key, const char* expected) {
     char value[64];
-    return QLIBCFileGetKeyValue(platform::kSmbConf, key, value, sizeof(value), 0) > 0 &&
+    return QLIBCFileGetKeyValue(platform::kSmbConfFile, key, value, sizeof(value), 0) > 0 &&
            strcasecmp(value, expected) == 0;
 }
 

@@ -15,14 +15,14 @@ const char kConfHead[] = "[global]\nsecurity=ads\nworkgroup=EXAMPLE\nrealm=EXAMP
 
 // A net that finds the domain's controller and NetBIOS name, and joins as join_body says.
 void FakeNet(const std::string& joinBody) {
-    WriteFakeTool("/usr/local/bin/net",
-                  "case \"$2\" in\n"
-                  "lookup) printf 'Information for Domain Controller: 192.0.2.10\\n"
-                  "Pre-Win2k Domain: EXAMPLE\\n';;\n"
-                  "workgroup) echo 'Workgroup: EXAMPLE';;\n"
-                  "info) echo 'LDAP_server_name: dc1.example.test';;\n"
-                  "join) " +
-                      joinBody + ";;\nesac");
+    Sandbox::WriteFakeTool("/usr/local/bin/net",
+                           "case \"$2\" in\n"
+                           "lookup) printf 'Information for Domain Controller: 192.0.2.10\\n"
+                           "Pre-Win2k Domain: EXAMPLE\\n';;\n"
+                           "workgroup) echo 'Workgroup: EXAMPLE';;\n"
+                           "info) echo 'LDAP_server_name: dc1.example.test';;\n"
+                           "join) " +
+                               joinBody + ";;\nesac");
 }
 
 Json::Value Params(const std::string& json) {
@@ -75,8 +75,8 @@ class JoinDomainTest : public testing::TestWithParam<JoinCase> {};
 // Kerberos fails at kinit here (no ticket), so every case ends with the NTLM attempt's answer.
 TEST_P(JoinDomainTest, NTLMAnswerDecides) {
     FakeNet(GetParam().join);
-    WriteFakeTool("/usr/bin/kinit", "echo 'kinit: Cannot contact any KDC'; exit 1");
-    WriteFakeTool("/usr/bin/klist", "exit 1");
+    Sandbox::WriteFakeTool("/usr/bin/kinit", "echo 'kinit: Cannot contact any KDC'; exit 1");
+    Sandbox::WriteFakeTool("/usr/bin/klist", "exit 1");
     Json::Value params = Params(R"({"username": "alice", "password": "pw"})");
     QARN::APIResponse response = CallEntry(JoinDomain_v1, params);
     Json::Value details;
@@ -98,15 +98,15 @@ TEST(JoinDomain, FallsBackToNTLMAndKeepsBothAttempts) {
     FakeNet(
         "case \" $* \" in *' -k '*) echo 'Failed to join domain: krb5 broke'; exit 255;; "
         "*) echo \"Joined 'NAS01'\";; esac");
-    WriteFakeTool("/usr/bin/kinit", "exit 0");
-    WriteFakeTool("/usr/bin/klist", "exit 1");
+    Sandbox::WriteFakeTool("/usr/bin/kinit", "exit 0");
+    Sandbox::WriteFakeTool("/usr/bin/klist", "exit 1");
     Json::Value params = Params(R"({"username": "alice", "password": "pw",
         "rwdc_fqdn_name": "192.0.2.10", "ou_specified": "OU=Servers,DC=example,DC=test"})");
     Sandbox::WriteFile(kLastJoinInfo, "");
     ExpectAnswer(CallEntry(JoinDomain_v1, params), 0, Json::Value());
     EXPECT_EQ(Sandbox::ReadFile(kLastJoinInfo),
               "Failed to join domain: krb5 broke\nJoined 'NAS01'\n");
-    std::string args = ToolArgs("net");
+    std::string args = Sandbox::FakeToolArgs("net");
     const char* conf = "ads join -s /etc/samba/smb.join.conf -d3 ";
     const char* ou = " createcomputer=OU=Servers,DC=example,DC=test -S ";
     EXPECT_NE(args.find(std::string(conf) + "-k" + ou + "dc1.example.test\n"), std::string::npos)
@@ -135,14 +135,14 @@ const char kUnjoinedConf[] =
 
 void FakeSystemctl(const std::string& body) {
     setenv("PATH", "/usr/local/sbin:/usr/bin:/bin", 1);
-    WriteFakeTool("/usr/local/sbin/systemctl", body);
+    Sandbox::WriteFakeTool("/usr/local/sbin/systemctl", body);
 }
 
 TEST(SetJoinEnv, WithoutUserNameNothingChanges) {
     Sandbox::WriteFile("/etc/samba/smb.conf", kUnjoinedConf);
     FakeSystemctl("true");
     ExpectAnswer(CallEntry(SetJoin_v1, Params("{}")), kBadParameter, Json::Value());
-    EXPECT_EQ(ToolArgs("systemctl"), "");
+    EXPECT_EQ(Sandbox::FakeToolArgs("systemctl"), "");
     EXPECT_EQ(Sandbox::ReadFile("/etc/samba/smb.conf"), kUnjoinedConf);
 }
 
@@ -155,7 +155,7 @@ TEST(SetJoinEnv, SwitchesTheServerOver) {
     Json::Value params = Params(R"({"username": "alice", "password": "pw", "manage_mode": 1,
                                     "dc_ips": "192.0.2.10"})");
     ExpectAnswer(CallEntry(SetJoin_v1, params), 0, Json::Value());
-    EXPECT_EQ(ToolArgs("systemctl"),
+    EXPECT_EQ(Sandbox::FakeToolArgs("systemctl"),
               "stop winbind\nstop nmbd\nstop smbd\nenable --now nmbd\nenable --now smbd\n"
               "enable --now winbind\nreload smbd\nreload winbind\n");
     EXPECT_EQ(Sandbox::ReadFile("/etc/samba/smb.conf"),

@@ -23,7 +23,6 @@ Json::Value Details(int code, const char* info, bool plural, int level) {
     return details;
 }
 
-
 TEST(CheckSMBConf, UnreadableFilesAndTheGate) {
     SetSecurity("ads", "\tprinting = bsd\n");
     Sandbox::Run({"/bin/mkdir", "-p", "/etc/samba/smb.join.conf"});
@@ -38,19 +37,19 @@ TEST(CheckSMBConf, UnreadableFilesAndTheGate) {
 }
 
 TEST(CheckTimeSync, GateAnswersWithoutTesting) {
-    WriteFakeTool("/usr/local/bin/net", "exit 1");
+    Sandbox::WriteFakeTool("/usr/local/bin/net", "exit 1");
     SetSecurity("domain");
     ExpectAnswer(CallEntry(CheckTimeSync_v1, ParseJson(R"({"dc_ips": "192.0.2.10"})")), 0, kNull);
     SetSecurity("user");
     ExpectAnswer(CallEntry(CheckTimeSync_v1, ParseJson(R"({"dc_ips": "192.0.2.10"})")), 1126,
                  kNull);
-    EXPECT_EQ(ToolArgs("net"), "");
+    EXPECT_EQ(Sandbox::FakeToolArgs("net"), "");
 }
 
 // Offsets at the limit and unreadable ones: no real clock is set that exactly.
 TEST(CheckTimeSync, OnlyOffsetsBeyondFiveMinutes) {
     SetSecurity("ads");
-    WriteFakeTool("/usr/local/bin/net", R"(case "$5" in
+    Sandbox::WriteFakeTool("/usr/local/bin/net", R"(case "$5" in
         10.0.0.1) echo 'Server_time_offset: 300' ;;
         10.0.0.2) echo 'Server_time_offset: -301' ;;
         10.0.0.3) echo 'Server time: now' ;;
@@ -60,35 +59,35 @@ TEST(CheckTimeSync, OnlyOffsetsBeyondFiveMinutes) {
         CheckTimeSync_v1, ParseJson(R"({"dc_ips": "10.0.0.1,10.0.0.2,10.0.0.3,10.0.0.4"})"));
     ExpectAnswer(response, 1082, Details(1082, R"({"info": {"ips": ["10.0.0.2"]}})", false, 1));
     EXPECT_TRUE(Sandbox::Logged("stoi fail: stoi"));
-    EXPECT_EQ(ToolArgs("net"),
+    EXPECT_EQ(Sandbox::FakeToolArgs("net"),
               "ads info -d0 -S 10.0.0.1\nads info -d0 -S 10.0.0.2\n"
               "ads info -d0 -S 10.0.0.3\nads info -d0 -S 10.0.0.4\n");
 }
 
 void WriteServiceManager(const char* enabledStatus) {
-    WriteFakeTool(kSystemctl,
-                  std::string("[ \"$1\" = is-enabled ] && exit ") + enabledStatus + "\nexit 0");
+    Sandbox::WriteFakeTool(
+        kSystemctl, std::string("[ \"$1\" = is-enabled ] && exit ") + enabledStatus + "\nexit 0");
 }
 
 // Winbind answering without ever printing its verdict, and a controller lookup that names no
 // controller: outputs that winbind does not give on demand.
 TEST(WinbindChecks, NoVerdictIsRetriedWithRestarts) {
     WriteServiceManager("0");
-    WriteFakeTool("/usr/local/bin/wbinfo", "exit 0");
+    Sandbox::WriteFakeTool("/usr/local/bin/wbinfo", "exit 0");
     ExpectAnswer(CallEntry(CheckWinbindAlive_v1), 1108, Details(1108, "{}", false, 0));
-    EXPECT_EQ(ToolArgs("wbinfo"), "-p\n-p\n-p\n");
-    EXPECT_EQ(ToolArgs("systemctl"),
+    EXPECT_EQ(Sandbox::FakeToolArgs("wbinfo"), "-p\n-p\n-p\n");
+    EXPECT_EQ(Sandbox::FakeToolArgs("systemctl"),
               "is-enabled winbind\nis-enabled winbind\nrestart winbind\n"
               "is-enabled winbind\nrestart winbind\n");
 }
 
 TEST(WinbindChecks, ControllerNotNamedAnswersAtOnce) {
     WriteServiceManager("0");
-    WriteFakeTool("/usr/local/bin/wbinfo",
-                  "echo 'failed to call wbcPingDc: WBC_ERR_DOMAIN_NOT_FOUND'");
+    Sandbox::WriteFakeTool("/usr/local/bin/wbinfo",
+                           "echo 'failed to call wbcPingDc: WBC_ERR_DOMAIN_NOT_FOUND'");
     ExpectAnswer(CallEntry(CheckDCConnection_v1), 2002, Details(2002, "{}", false, 0));
-    EXPECT_EQ(ToolArgs("wbinfo"), "-P\n");
-    EXPECT_EQ(ToolArgs("systemctl"), "");
+    EXPECT_EQ(Sandbox::FakeToolArgs("wbinfo"), "-P\n");
+    EXPECT_EQ(Sandbox::FakeToolArgs("systemctl"), "");
 }
 
 TEST(WinbindChecks, NameServiceWithoutWorkgroup) {
@@ -103,7 +102,7 @@ TEST(CheckDuplicateSPN, ReplyCountsPerTrustedDomain) {
     Sandbox::WriteFile("/usr/qarn/etc/private/trust_domain_info",
                        "[EXAMPLE]\n\tFQDN=EXAMPLE.COM\n\tFQDN=CHILD.EXAMPLE.COM\n"
                        "\tFQDN=example.com\n\tFQDN=OTHER.COM\n\tFQDN=DOWN.COM\n");
-    WriteFakeTool("/usr/local/bin/net", R"(case "$8" in
+    Sandbox::WriteFakeTool("/usr/local/bin/net", R"(case "$8" in
         DOWN.COM) exit 1 ;;
         OTHER.COM) echo 'Got 0 replies' ;;
         *) echo 'Got 1 replies'; echo 'servicePrincipalName: host/sandbox' ;;
