@@ -27,6 +27,9 @@ inline constexpr char kLastTestFile[] = "/usr/qarn/etc/directory/last_test";
 inline constexpr char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
 inline constexpr char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
 
+// The host's run history.
+inline constexpr char kHistoryDirectory[] = "/var/lib/dscheck";
+
 // The module's own files in /tmp.
 inline constexpr char kProgressFile[] = "/tmp/dir_service_check_progress.json";
 inline constexpr char kLDAPCachePrefix[] = "/tmp/LDAP_result_";
