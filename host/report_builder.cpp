@@ -187,9 +187,10 @@ Json::Value ReportBuilder::Build(const Json::Value& run) const {
         report["checks"].append(entry);
     }
     report["counts"] = counts;
-    report["status"] = counts["error"].asInt()     ? "error"
-                       : counts["warning"].asInt() ? "warning"
-                                                   : "ok";
+    // A check the module does not offer leaves the diagnosis incomplete: a warning.
+    report["status"] = counts["error"].asInt() ? "error"
+                       : counts["warning"].asInt() || counts["unavailable"].asInt() ? "warning"
+                                                                                    : "ok";
     report["complete"] = counts["cancelled"].asInt() == 0;
     AddRootCauses(report);
     report["controllers"] = Matrix(report["checks"]);
