@@ -82,7 +82,7 @@ int Runner(const CommandLine& line, const Module& module) {
     RunCommand::Kind kind = RunnerKind(line.command);
     std::string error;
     if (!RunCommand::ParseOptions(kind, line.commandWords, options, error)) {
-        std::cerr << "dscheck: " << error << '\n' << CommandLine::kUsage << RunCommand::kUsage;
+        std::cerr << "dscheck: " << error << " (dscheck --help shows the usage)\n";
         return kRunUnknown;
     }
     RequestDispatcher dispatcher(module);
