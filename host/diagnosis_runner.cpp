@@ -57,7 +57,7 @@ void DiagnosisRunner::RunStage(const StageSpec& stage, size_t first, const Json:
             continue;
         }
         Json::Value params = list_.ResolveParams(check, inputs, answers_);
-        running_.insert(check.id);
+        running_[check.id] = &check;
         observer.CheckStarted(check);
         if (check.independent) {
             workers.emplace_back(
@@ -77,13 +77,11 @@ bool DiagnosisRunner::WaitForTurn(const CheckSpec& check, std::unique_lock<std::
     changed_.wait(lock, [&] {
         if (cancelled_ || !stoppedBy_.empty()) return true;
         if (running_.size() >= workers_) return false;
-        for (const std::string& id : running_) {
-            const CheckSpec* other = nullptr;
-            for (const CheckRecord& record : records_) {
-                if (record.spec->id == id) other = record.spec;
+        for (const auto& other : running_) {
+            if (other.second->stopOnError) return false;
+            if (std::count(check.takesFrom.begin(), check.takesFrom.end(), other.first)) {
+                return false;
             }
-            if (other->stopOnError) return false;
-            if (std::count(check.takesFrom.begin(), check.takesFrom.end(), id)) return false;
         }
         return true;
     });

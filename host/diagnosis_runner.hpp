@@ -7,8 +7,8 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <map>
 #include <mutex>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -63,7 +63,7 @@ class DiagnosisRunner {
     size_t workers_;
     std::vector<CheckRecord> records_;
     Answers answers_;
-    std::set<std::string> running_;
+    std::map<std::string, const CheckSpec*> running_;  // by id
     std::string stoppedBy_;
     std::atomic<bool> cancelled_{false};
     std::mutex mutex_;

@@ -188,7 +188,7 @@ Json::Value ReportBuilder::Build(const Json::Value& run) const {
     }
     report["counts"] = counts;
     // A check the module does not offer leaves the diagnosis incomplete: a warning.
-    report["status"] = counts["error"].asInt() ? "error"
+    report["status"] = counts["error"].asInt()                                      ? "error"
                        : counts["warning"].asInt() || counts["unavailable"].asInt() ? "warning"
                                                                                     : "ok";
     report["complete"] = counts["cancelled"].asInt() == 0;

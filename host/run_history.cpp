@@ -92,22 +92,21 @@ bool RunHistory::Save(const Json::Value& report, std::string& id, std::string& e
 }
 
 std::vector<std::string> RunHistory::Runs() const {
-    std::vector<std::pair<std::string, std::string>> runs;  // (started, name)
+    std::vector<std::string> names;
     DIR* directory = opendir(directory_.c_str());
-    if (directory == nullptr) return {};
+    if (directory == nullptr) return names;
+    const size_t length = sizeof(kSuffix) - 1;
     while (dirent* entry = readdir(directory)) {
         std::string name = entry->d_name;
-        size_t length = sizeof(kSuffix) - 1;
         if (name.size() <= length || name.compare(name.size() - length, length, kSuffix) != 0) {
             continue;
         }
         name.resize(name.size() - length);
-        if (IsRunName(name)) runs.emplace_back(name, name);
+        if (IsRunName(name)) names.push_back(name);
     }
     closedir(directory);
-    std::sort(runs.begin(), runs.end());
-    std::vector<std::string> names;
-    for (const auto& run : runs) names.push_back(run.second);
+    // Names start with the start time: sorted, oldest first.
+    std::sort(names.begin(), names.end());
     return names;
 }
 
