@@ -26,6 +26,8 @@ inline constexpr char kCheckListDirectory[] = "/usr/qarn/etc.defaults/directory/
 inline constexpr char kLastTestFile[] = "/usr/qarn/etc/directory/last_test";
 inline constexpr char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
 inline constexpr char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
+inline constexpr char kLastJoinInfoFile[] = "/usr/qarn/etc/private/last_join_info";
+inline constexpr char kRootCredentialCache[] = "/tmp/krb5cc_0";
 
 // The host's run history.
 inline constexpr char kHistoryDirectory[] = "/var/lib/dscheck";
@@ -47,5 +49,6 @@ inline constexpr int kLDAPSPort = 636;
 inline constexpr int kQuickToolTimeLimit = 10;  // ping, arping, nslookup, ps, net lookup
 inline constexpr int kNetQueryAttempts = 3;     // net ads info/lookup/search, klist
 inline constexpr int kNetQueryTimeLimit = 15;
-inline constexpr int kKerberosTimeLimit = 30;  // net ads kerberos kinit, kinit
+inline constexpr int kKerberosTimeLimit = 30;  // net ads kerberos kinit, kinit, net ads auth
 inline constexpr int kSmbclientTimeLimit = 30;
+inline constexpr int kJoinTimeLimit = 30;  // net ads join

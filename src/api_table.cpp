@@ -5,6 +5,8 @@
 #include "common_dns.hpp"
 #include "debug_handler.hpp"
 #include "domain.hpp"
+#include "domain_join.hpp"
+#include "domain_service.hpp"
 #include "progress.hpp"
 
 namespace {

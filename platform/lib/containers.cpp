@@ -1,49 +1,68 @@
 // The string table and string list handed across the C interface.
-#include <map>
+#include <strings.h>
+
+#include <algorithm>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qlibc.h"
 
+// Keys compare without regard to case, as Samba's parameter names do; entries keep the order in
+// which their keys were first set.
 struct QLIBC_SZHASH {
-    std::map<std::string, std::string> values;
+    std::vector<std::pair<std::string, std::string>> entries;
+
+    std::vector<std::pair<std::string, std::string>>::iterator Find(const char* key) {
+        return std::find_if(entries.begin(), entries.end(), [key](const auto& entry) {
+            return strcasecmp(entry.first.c_str(), key) == 0;
+        });
+    }
 };
 
 struct QLIBC_SZLIST {
     std::vector<std::string> items;
 };
 
-extern "C" QLIBC_SZHASH* QLIBCSzHashAlloc(int /*capacity*/) {
-    return new (std::nothrow) QLIBC_SZHASH;
+extern "C" QLIBC_SZHASH* QLIBCSzHashAlloc(int capacity) {
+    QLIBC_SZHASH* table = new (std::nothrow) QLIBC_SZHASH;
+    if (table != nullptr && capacity > 0) table->entries.reserve(static_cast<size_t>(capacity));
+    return table;
 }
 
 extern "C" int QLIBCSzHashSetValue(QLIBC_SZHASH* table, const char* key, const char* value) {
     if (table == nullptr || key == nullptr || value == nullptr) return -1;
-    table->values[key] = value;
+    auto found = table->Find(key);
+    if (found == table->entries.end()) {
+        table->entries.emplace_back(key, value);
+    } else {
+        found->second = value;
+    }
     return 0;
 }
 
 extern "C" const char* QLIBCSzHashGetValue(const QLIBC_SZHASH* table, const char* key) {
     if (table == nullptr || key == nullptr) return nullptr;
-    auto found = table->values.find(key);
-    return found == table->values.end() ? nullptr : found->second.c_str();
+    auto found = const_cast<QLIBC_SZHASH*>(table)->Find(key);
+    return found == table->entries.end() ? nullptr : found->second.c_str();
 }
 
 extern "C" int QLIBCSzHashRemoveKey(QLIBC_SZHASH* table, const char* key) {
     if (table == nullptr || key == nullptr) return -1;
-    return table->values.erase(key) ? 0 : -1;
+    auto found = table->Find(key);
+    if (found == table->entries.end()) return -1;
+    table->entries.erase(found);
+    return 0;
 }
 
 extern "C" int QLIBCSzHashCount(const QLIBC_SZHASH* table) {
-    return table == nullptr ? 0 : static_cast<int>(table->values.size());
+    return table == nullptr ? 0 : static_cast<int>(table->entries.size());
 }
 
 extern "C" const char* QLIBCSzHashKeyAt(const QLIBC_SZHASH* table, int index) {
     if (table == nullptr || index < 0 || index >= QLIBCSzHashCount(table)) return nullptr;
-    auto entry = table->values.begin();
-    std::advance(entry, index);
-    return entry->first.c_str();
+    return table->entries[static_cast<size_t>(index)].first.c_str();
 }
 
 extern "C" void QLIBCSzHashFree(QLIBC_SZHASH* table) {

@@ -205,6 +205,14 @@ void Sandbox::Enter(const std::vector<std::string>& keep) {
     TheSystemLog().Listen();
 }
 
+void Sandbox::CaptureSystemLog() {
+    Check(unshare(CLONE_NEWNS), "unshare (tests need root)");
+    Check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "private /");
+    OverlayOver("/dev", "/tmp/.sandbox-log");
+    Mount("tmpfs", "/dev/shm", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777");
+    TheSystemLog().Listen();
+}
+
 void Sandbox::WriteFile(const std::string& path, const std::string& content, mode_t mode) {
     MakeDirectories(path.substr(0, path.rfind('/')));
     unlink(path.c_str());

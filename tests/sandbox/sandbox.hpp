@@ -16,6 +16,10 @@ class Sandbox {
     // directories in keep stay reachable even below /tmp or /run.
     static void Enter(const std::vector<std::string>& keep);
 
+    // For end-to-end tests in a test bed's view: an own mount namespace in which /dev is
+    // copy-on-write and /dev/log is the test's, everything else shared. Call first thing in main.
+    static void CaptureSystemLog();
+
     // Files written into the view; parent directories are created.
     static void WriteFile(const std::string& path, const std::string& content, mode_t mode = 0644);
     // An executable "#!/bin/sh" script with body.
