@@ -12,6 +12,7 @@
 #include "api_request.hpp"
 #include "api_response.hpp"
 #include "error_code.hpp"
+#include "ldap_entry.hpp"
 #include "qarnldap.h"
 
 class LDAPTestHandler {
@@ -51,11 +52,12 @@ class LDAPTestHandler {
                            const std::string& fallback);
     void SetFilter(std::string filter);
     int SetAttribute(std::vector<std::string> names);
-    // Runs the search of a category ("user", "group", "any", "sambaDomain") into *out; false when
-    // the request has been answered with an error.
-    bool QueryData(const std::string& category, Json::Value* out);
-    // Appends one object per entry to *out; the LDAP result code (size limit counts as 0).
-    int ParseResult(Json::Value* out);
+    // Runs the search of a category ("user", "group", "any", "sambaDomain"): the result's members
+    // into *out, its entries to sink as they arrive. False when the request has been answered with
+    // an error.
+    bool QueryData(const std::string& category, Json::Value* out, const EntrySink& sink);
+    // Gives sink one entry at a time; the LDAP result code (size limit counts as 0).
+    int ParseResult(const ResultAttributes& attributes, const EntrySink& sink);
     void ReplyProfileError(const std::string& category, const Json::Value& result,
                            Json::Value& reply);
 
@@ -64,12 +66,19 @@ class LDAPTestHandler {
                                  std::set<std::string>* values);
 
   private:
-    // The category of an entry check and its entries (from the cache unless "forced_get_data");
+    // Puts an entry on the list of an entry check when it is troublesome.
+    using EntryLister = std::function<void(const LDAPEntry& entry,
+                                           const ResultAttributes& attributes, Json::Value* list)>;
+
+    // The category's entries that lister lists, read from the cache unless "forced_get_data"
+    // (a cache that cannot be read is replaced by a live query), and the result's other members;
     // false when the request has been answered.
-    bool GetEntries(const std::string& category, Json::Value* result);
+    bool ListEntries(const std::string& category, const EntryLister& lister, Json::Value* result,
+                     Json::Value* list);
     std::string CategoryParam();
-    // Lists the entries whose name (kind "name") or ID (kind "id") is missing or empty.
-    void ReplyEmptyAttribute(const char* kind, ErrorCode userCode, ErrorCode groupCode);
+    // Lists the entries whose name or ID (kind) is missing or empty.
+    void ReplyEmptyAttribute(std::string ResultAttributes::*kind, ErrorCode userCode,
+                             ErrorCode groupCode);
     // The entry list answer of an entry check; success when the list is empty.
     void ReplyList(const std::string& category, int code, const Json::Value& list, bool withType,
                    bool withPlural);

@@ -5,14 +5,16 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <optional>
 
 #include "dns_resolver.hpp"
 #include "error_code.hpp"
+#include "ldap_cache_reader.hpp"
+#include "ldap_cache_writer.hpp"
 #include "log.hpp"
 #include "port_checker.hpp"
 #include "qarn.h"
 #include "system_paths.hpp"
-#include "util.hpp"
 
 namespace {
 
@@ -28,33 +30,34 @@ std::string CachePath(const std::string& category) {
     return kLDAPCachePrefix + category + ".json";
 }
 
-// Whether entry has the attribute as a string (possibly empty); its text into *text.
-bool Attribute(const Json::Value& entry, const std::string& name, std::string* text) {
-    if (!entry.isObject() || name.empty()) return false;
-    const Json::Value& value = entry[name];
-    if (!value.isString()) return false;
-    *text = value.asString();
-    return true;
+// "level" of a reply: the severity as the client receives it, a number.
+Json::Value Level(ErrorSeverity severity) {
+    return static_cast<int>(severity);
 }
 
 // Appends the entry's DN to list when it has one.
-void ListDN(const Json::Value& entry, Json::Value* list) {
-    std::string dn;
-    if (Attribute(entry, "dn", &dn) && !dn.empty()) list->append(dn);
+void ListDN(const LDAPEntry& entry, Json::Value* list) {
+    const std::string* dn = entry.Find("dn");
+    if (dn && !dn->empty()) list->append(*dn);
+}
+
+// Lists the entry's DN when it lacks the attribute or its text is empty.
+void ListIfEmpty(const LDAPEntry& entry, const std::string& attribute, Json::Value* list) {
+    const std::string* text = entry.Find(attribute);
+    if (!text || text->empty()) ListDN(entry, list);
 }
 
 bool AllDigits(const std::string& text) {
     return text.find_first_not_of("0123456789") == std::string::npos;
 }
 
-// The name (kind "name") or ID (kind "id") attribute a result was made with.
-std::string ResultAttribute(const Json::Value& result, const char* kind) {
-    const Json::Value& attribute = result["attribute"];
-    return attribute.isObject() && attribute[kind].isString() ? attribute[kind].asString() : "";
-}
-
-bool IsUsableResult(const Json::Value& result, const std::string& category) {
-    return result.isObject() && result[category].isArray();
+// The members of list that are not in names.
+Json::Value Without(const Json::Value& list, const std::set<std::string>& names) {
+    Json::Value rest(Json::arrayValue);
+    for (const Json::Value& item : list) {
+        if (!names.count(item.asString())) rest.append(item);
+    }
+    return rest;
 }
 
 // Whether rule is the profile rule of category and attribute; reads the rule without changing it.
@@ -194,7 +197,8 @@ int LDAPTestHandler::SetAttribute(std::vector<std::string> names) {
     return 0;
 }
 
-bool LDAPTestHandler::QueryData(const std::string& category, Json::Value* out) {
+bool LDAPTestHandler::QueryData(const std::string& category, Json::Value* out,
+                                const EntrySink& sink) {
     if (GetParams() == -1 || InitRequest() == -1) return false;
     (*out)["server_type"] = m_connection.serverType;
 
@@ -234,17 +238,15 @@ bool LDAPTestHandler::QueryData(const std::string& category, Json::Value* out) {
         m_response->SetError(kLDAPSearchFailed, Json::Value());
         return false;
     }
-    Json::Value& entries = (*out)[category];
-    if (!entries.isArray()) entries = Json::Value(Json::arrayValue);
-    int code = ParseResult(&entries);
+    int code = ParseResult(AttributesOf(*out), sink);
     QARNLDAPSearchFree(&m_searchRequest, &m_searchResult);
     (*out)["ldap_errcode"] = code;
     (*out)["skip_id_type_check"] = m_hashedID;
     return true;
 }
 
-int LDAPTestHandler::ParseResult(Json::Value* out) {
-    Json::Value entry(Json::objectValue);
+int LDAPTestHandler::ParseResult(const ResultAttributes& attributes, const EntrySink& sink) {
+    LDAPEntry entry;
     bool firstEntry = true;
     while (QARNLDAPSearchGetNext(&m_searchRequest, &m_searchResult) == 1) {
         int count = QARNLDAPResultGetAttrCount(&m_searchResult);
@@ -259,15 +261,15 @@ int LDAPTestHandler::ParseResult(Json::Value* out) {
             }
             if (strcmp(key, "dn") == 0) {
                 if (!firstEntry) {
-                    out->append(std::move(entry));
-                    entry = Json::Value(Json::objectValue);
+                    sink(entry, attributes);
+                    entry.Clear();
                 }
                 firstEntry = false;
             }
-            entry[key] = value;
+            entry.Set(key, value);
         }
     }
-    if (!entry.empty()) out->append(std::move(entry));
+    if (!entry.Empty()) sink(entry, attributes);
     int status = m_searchResult.status;
     return status == 4 ? 0 : status;  // the size limit of a one-entry search is no failure
 }
@@ -276,11 +278,11 @@ void LDAPTestHandler::ReplyProfileError(const std::string& category, const Json:
                                         Json::Value& reply) {
     reply["data"] = result["data"];
     if (category == "user") {
-        reply["level"] = 0;
+        reply["level"] = Level(kError);
         reply["params"]["modify_user_profile"] = true;
         m_response->SetError(kLDAPUserProfileMismatch, reply);
     } else {
-        reply["level"] = 1;
+        reply["level"] = Level(kWarning);
         reply["params"]["modify_group_profile"] = true;
         m_response->SetError(kLDAPGroupProfileMismatch, reply);
     }
@@ -323,12 +325,12 @@ void LDAPTestHandler::TestServerAddress() {
 
 void LDAPTestHandler::TestAuthInfo() {
     Json::Value result;
-    if (!QueryData("any", &result)) return;
+    if (!QueryData("any", &result, [](const LDAPEntry&, const ResultAttributes&) {})) return;
     Json::Value reply;
     int code = result["ldap_errcode"].asInt();
     if (code != 0) {
         reply["ldap_errcode"] = result["ldap_errcode"];
-        reply["level"] = 0;
+        reply["level"] = Level(kError);
         if (code == kConfidentialityRequired) {
             reply["data"]["encryption"] = "start_tls";
             m_response->SetError(kLDAPProtectedConnectionRequired, reply);
@@ -343,23 +345,23 @@ void LDAPTestHandler::TestAuthInfo() {
 
 void LDAPTestHandler::TestProfile() {
     std::string category = CategoryParam();
+    std::string path = CachePath(category);
     Json::Value result;
-    if (!QueryData(category, &result)) return;
+    // The entries go to the cache as they arrive; it is put in place only when the profile fits.
+    std::optional<LDAPCacheWriter> cache;
+    bool fits = false;
+    auto sink = [&](const LDAPEntry& entry, const ResultAttributes& attributes) {
+        if (attributes.name.empty() || attributes.id.empty()) return;  // such a result never fits
+        if (!cache) cache.emplace(path, category);
+        cache->Add(result, entry);
+        fits = fits || (entry.Find(attributes.name) && entry.Find(attributes.id));
+    };
+    if (!QueryData(category, &result, sink)) return;
     Json::Value reply;
     if (result["ldap_errcode"].asInt() != 0) {
         reply["ldap_errcode"] = result["ldap_errcode"];
         ReplyProfileError(category, result, reply);
         return;
-    }
-    std::string name = ResultAttribute(result, "name");
-    std::string id = ResultAttribute(result, "id");
-    bool fits = false;
-    std::string text;
-    for (const Json::Value& entry : result[category]) {
-        if (Attribute(entry, name, &text) && Attribute(entry, id, &text)) {
-            fits = true;
-            break;
-        }
     }
     if (!fits) {
         ReplyProfileError(category, result, reply);
@@ -372,8 +374,7 @@ void LDAPTestHandler::TestProfile() {
     reply["profile_rules"] = m_profileRules;
     m_response->SetSuccess(reply);
 
-    std::string path = CachePath(category);
-    if (!JsonToFile(result, path)) {
+    if (!cache->Commit(result)) {
         DS_LOG(LOG_ERR, "%s:%d output result failed");
         unlink(path.c_str());
     }
@@ -385,19 +386,31 @@ std::string LDAPTestHandler::CategoryParam() {
     return m_request->GetParam("type", "user").asString();
 }
 
-bool LDAPTestHandler::GetEntries(const std::string& category, Json::Value* result) {
+bool LDAPTestHandler::ListEntries(const std::string& category, const EntryLister& lister,
+                                  Json::Value* result, Json::Value* list) {
+    auto sink = [&lister, list](const LDAPEntry& entry, const ResultAttributes& attributes) {
+        lister(entry, attributes, list);
+    };
     bool forced = m_request->GetParam("forced_get_data", false).asBool();
-    if (!forced && category.find('/') == std::string::npos &&
-        JsonFromFile(CachePath(category), *result) && IsUsableResult(*result, category)) {
-        return true;
+    if (!forced && category.find('/') == std::string::npos) {
+        LDAPCacheReader cache(CachePath(category), category);
+        bool read = cache.Read(sink);
+        if (read && cache.NeedsSecondPass()) {
+            *list = Json::Value(Json::arrayValue);
+            read = cache.Read(sink);
+        }
+        if (read) {
+            *result = cache.Head();
+            return true;
+        }
+        *list = Json::Value(Json::arrayValue);
     }
     *result = Json::Value(Json::objectValue);
-    (*result)[category] = Json::Value(Json::arrayValue);
-    if (!QueryData(category, result)) return false;
+    if (!QueryData(category, result, sink)) return false;
     if ((*result)["ldap_errcode"].asInt() != 0) {
         Json::Value reply;
         reply["ldap_errcode"] = (*result)["ldap_errcode"];
-        reply["level"] = 0;
+        reply["level"] = Level(kError);
         m_response->SetError(kLDAPSearchFailed, reply);
         return false;
     }
@@ -411,7 +424,7 @@ void LDAPTestHandler::ReplyList(const std::string& category, int code, const Jso
         return;
     }
     Json::Value reply;
-    reply["level"] = 1;
+    reply["level"] = Level(kWarning);
     if (withType) reply["params"]["type"] = category;
     reply["params"]["forced_get_data"] = true;
     reply["info"]["list"] = list;
@@ -420,66 +433,60 @@ void LDAPTestHandler::ReplyList(const std::string& category, int code, const Jso
 }
 
 void LDAPTestHandler::TestNameEmpty() {
-    ReplyEmptyAttribute("name", kLDAPUserNameEmpty, kLDAPGroupNameEmpty);
+    ReplyEmptyAttribute(&ResultAttributes::name, kLDAPUserNameEmpty, kLDAPGroupNameEmpty);
 }
 
 void LDAPTestHandler::TestIdEmpty() {
-    ReplyEmptyAttribute("id", kLDAPUserIdEmpty, kLDAPGroupIdEmpty);
+    ReplyEmptyAttribute(&ResultAttributes::id, kLDAPUserIdEmpty, kLDAPGroupIdEmpty);
 }
 
-void LDAPTestHandler::ReplyEmptyAttribute(const char* kind, ErrorCode userCode,
+void LDAPTestHandler::ReplyEmptyAttribute(std::string ResultAttributes::*kind, ErrorCode userCode,
                                           ErrorCode groupCode) {
     std::string category = CategoryParam();
     Json::Value result;
-    if (!GetEntries(category, &result)) return;
-    std::string attribute = ResultAttribute(result, kind);
     Json::Value list(Json::arrayValue);
-    std::string text;
-    for (const Json::Value& entry : result[category]) {
-        if (!Attribute(entry, attribute, &text) || text.empty()) ListDN(entry, &list);
-    }
+    auto lister = [kind](const LDAPEntry& entry, const ResultAttributes& attributes,
+                         Json::Value* list) { ListIfEmpty(entry, attributes.*kind, list); };
+    if (!ListEntries(category, lister, &result, &list)) return;
     ReplyList(category, category == "user" ? userCode : groupCode, list, true, false);
 }
 
 void LDAPTestHandler::TestIdType() {
     std::string category = CategoryParam();
     Json::Value result;
-    if (!GetEntries(category, &result)) return;
+    Json::Value list(Json::arrayValue);
+    auto lister = [](const LDAPEntry& entry, const ResultAttributes& attributes,
+                     Json::Value* list) {
+        const std::string* id = entry.Find(attributes.id);
+        if (!id || !AllDigits(*id)) ListDN(entry, list);
+    };
+    if (!ListEntries(category, lister, &result, &list)) return;
     const Json::Value& hashed = result["skip_id_type_check"];
     if (hashed.isBool() && hashed.asBool()) {
         m_response->SetSuccess(Json::Value());
         return;
-    }
-    std::string id = ResultAttribute(result, "id");
-    Json::Value list(Json::arrayValue);
-    std::string text;
-    for (const Json::Value& entry : result[category]) {
-        if (!Attribute(entry, id, &text) || !AllDigits(text)) ListDN(entry, &list);
     }
     ReplyList(category, category == "user" ? kLDAPUserIdType : kLDAPGroupIdType, list, true, false);
 }
 
 void LDAPTestHandler::TestNameDup() {
     std::string category = CategoryParam();
-    Json::Value result;
-    if (!GetEntries(category, &result)) return;
     bool user = category == "user";
-    const Json::Value& serverType = result["server_type"];
-    bool ownServer = serverType.isInt() && serverType.asInt() == QARN_LDAP_SERVER_QARN;
     std::set<std::string> localNames;
     ReadLocalAccounts(user ? "/etc/passwd" : "/etc/group", "name", &localNames);
-    if (ownServer && user) localNames.erase("admin");
-    if (ownServer && !user) {
-        localNames.erase("users");
-        localNames.erase("administrators");
-    }
-    std::string name = ResultAttribute(result, "name");
+    Json::Value result;
     Json::Value list(Json::arrayValue);
-    std::string text;
-    for (const Json::Value& entry : result[category]) {
-        if (Attribute(entry, name, &text) && !text.empty() && localNames.count(text)) {
-            list.append(text);
-        }
+    auto lister = [&localNames](const LDAPEntry& entry, const ResultAttributes& attributes,
+                                Json::Value* list) {
+        const std::string* name = entry.Find(attributes.name);
+        if (name && !name->empty() && localNames.count(*name)) list->append(*name);
+    };
+    if (!ListEntries(category, lister, &result, &list)) return;
+    // The platform's own server holds the platform's own accounts: no clash.
+    const Json::Value& serverType = result["server_type"];
+    if (serverType.isInt() && serverType.asInt() == QARN_LDAP_SERVER_QARN) {
+        list = Without(list, user ? std::set<std::string>{"admin"}
+                                  : std::set<std::string>{"users", "administrators"});
     }
     ReplyList(category, user ? kLDAPUserNameDuplicate : kLDAPGroupNameDuplicate, list, true, false);
 }
@@ -493,13 +500,13 @@ void LDAPTestHandler::TestIdDup() {
     std::set<std::string> localIDs;
     ReadLocalAccounts(category == "user" ? "/etc/passwd" : "/etc/group", "id", &localIDs);
     Json::Value result;
-    if (!GetEntries(category, &result)) return;
-    std::string id = ResultAttribute(result, "id");
     Json::Value list(Json::arrayValue);
-    std::string text;
-    for (const Json::Value& entry : result[category]) {
-        if (Attribute(entry, id, &text) && localIDs.count(text)) ListDN(entry, &list);
-    }
+    auto lister = [&localIDs](const LDAPEntry& entry, const ResultAttributes& attributes,
+                              Json::Value* list) {
+        const std::string* id = entry.Find(attributes.id);
+        if (id && localIDs.count(*id)) ListDN(entry, list);
+    };
+    if (!ListEntries(category, lister, &result, &list)) return;
     ReplyList(category, category == "user" ? kLDAPUserIdDuplicate : kLDAPGroupIdDuplicate, list,
               true, true);
 }
@@ -509,15 +516,13 @@ void LDAPTestHandler::TestSambaNTPwd() {
         m_response->SetSuccess(Json::Value());
         return;
     }
-    const std::string category = "user";
     Json::Value result;
-    if (!GetEntries(category, &result)) return;
     Json::Value list(Json::arrayValue);
-    std::string text;
-    for (const Json::Value& entry : result[category]) {
-        if (!Attribute(entry, "sambaNTPassword", &text) || text.empty()) ListDN(entry, &list);
-    }
-    ReplyList(category, kLDAPSambaNTPasswordMissing, list, false, false);
+    auto lister = [](const LDAPEntry& entry, const ResultAttributes&, Json::Value* list) {
+        ListIfEmpty(entry, "sambaNTPassword", list);
+    };
+    if (!ListEntries("user", lister, &result, &list)) return;
+    ReplyList("user", kLDAPSambaNTPasswordMissing, list, false, false);
 }
 
 void LDAPTestHandler::TestSambaSchema() {
@@ -526,14 +531,16 @@ void LDAPTestHandler::TestSambaSchema() {
         return;
     }
     Json::Value result;
-    if (!QueryData("sambaDomain", &result)) return;
-    if (result["ldap_errcode"].asInt() == 0 && !result["sambaDomain"].empty()) {
+    bool found = false;
+    auto sink = [&found](const LDAPEntry&, const ResultAttributes&) { found = true; };
+    if (!QueryData("sambaDomain", &result, sink)) return;
+    if (result["ldap_errcode"].asInt() == 0 && found) {
         m_response->SetSuccess(Json::Value());
         return;
     }
     Json::Value reply;
     reply["ldap_errcode"] = result["ldap_errcode"];
-    reply["level"] = 1;
+    reply["level"] = Level(kWarning);
     m_response->SetError(kLDAPSambaSchemaMissing, reply);
 }
 

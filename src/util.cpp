@@ -15,6 +15,7 @@
 #include <sstream>
 #include <unordered_set>
 
+#include "atomic_file.hpp"
 #include "log.hpp"
 #include "qlibc.h"
 #include "system_paths.hpp"
@@ -322,18 +323,7 @@ bool JsonFromFile(const std::string& path, Json::Value& value) {
 }
 
 bool JsonToFile(const Json::Value& value, const std::string& path) {
-    std::string temporary = path + ".XXXXXX";
-    int fd = mkstemp(temporary.data());
-    if (fd < 0) return false;
-    // A new file gets the usual 0644; a replaced one keeps its mode.
-    struct stat old;
-    const mode_t mode = stat(path.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644;
-    std::string text = value.toStyledString();
-    bool written = fchmod(fd, mode) == 0 &&
-                   write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    written = (fsync(fd) == 0) && written;
-    written = (close(fd) == 0) && written;
-    if (written && rename(temporary.c_str(), path.c_str()) == 0) return true;
-    unlink(temporary.c_str());
-    return false;
+    AtomicFile file(path);
+    file.Write(value.toStyledString());
+    return file.Commit();
 }

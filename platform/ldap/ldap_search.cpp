@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,12 +23,16 @@ struct SearchState {
     int msgid = -1;
     bool done = true;
     bool oneEntry = false;
+    bool tls = false;  // reads may write (TLS records), so they need the SIGPIPE guard
     int pageSize = kDefaultPageSize;
     std::string base;
     std::string filter;
     std::vector<std::string> attrNames;  // requested attributes, "dn" left out
     std::vector<char*> attrs;            // null-terminated view of attrNames, or "1.1"
     struct berval cookie = {0, nullptr};
+    // The messages received in one go and the next of them to deliver.
+    LDAPMessage* received = nullptr;
+    LDAPMessage* next = nullptr;
 };
 
 char kNoAttrs[] = "1.1";
@@ -41,6 +46,7 @@ void FreeLists(QARN_LDAP_SEARCH_RESULT* res) {
 
 void FreeState(SearchState* state) {
     if (!state) return;
+    if (state->received) ldap_msgfree(state->received);
     if (state->ld) {
         if (!state->done && state->msgid >= 0)
             ldap_abandon_ext(state->ld, state->msgid, nullptr, nullptr);
@@ -125,6 +131,36 @@ void Finish(SearchState* state, QARN_LDAP_SEARCH_RESULT* res, int code) {
         QARNLDAP_LOG(LOG_ERR, "search under [%s] ended: %d %s (%s)", state->base.c_str(),
                      res->status, ldap_err2string(code), Diagnostic(state->ld).c_str());
     }
+}
+
+// The next message of the search, from those received in one go; waits for more when they are
+// delivered. Null when the reading ended.
+LDAPMessage* NextMessage(SearchState* state, QARN_LDAP_SEARCH_RESULT* res) {
+    if (!state->next) {
+        if (state->received) ldap_msgfree(state->received);
+        state->received = nullptr;
+        std::optional<platform::SigPipeGuard> guard;
+        if (state->tls) guard.emplace();
+        struct timeval timeout = {kResultTimeoutSec, 0};
+        int type =
+            ldap_result(state->ld, state->msgid, LDAP_MSG_RECEIVED, &timeout, &state->received);
+        if (type < 0) {
+            int code = LDAP_SERVER_DOWN;
+            ldap_get_option(state->ld, LDAP_OPT_RESULT_CODE, &code);
+            Finish(state, res, code != LDAP_SUCCESS ? code : LDAP_SERVER_DOWN);
+            return nullptr;
+        }
+        if (type == 0) {
+            platform::SigPipeGuard writing;
+            ldap_abandon_ext(state->ld, state->msgid, nullptr, nullptr);
+            Finish(state, res, LDAP_TIMEOUT);
+            return nullptr;
+        }
+        state->next = ldap_first_message(state->ld, state->received);
+    }
+    LDAPMessage* msg = state->next;
+    state->next = ldap_next_message(state->ld, msg);
+    return msg;
 }
 
 }  // namespace
@@ -258,6 +294,7 @@ extern "C" int QARNLDAPSearchInit(const QARN_LDAP_CONN* conn, QARN_LDAP_SEARCH_R
         return -1;
     }
     req->pPriv = state;
+    state->tls = ldap_tls_inplace(state->ld) != 0;
     if (status != LDAP_SUCCESS) {
         res->status = status;  // connection, TLS or bind refused: nothing to read
         return 0;
@@ -272,7 +309,6 @@ extern "C" int QARNLDAPSearchInit(const QARN_LDAP_CONN* conn, QARN_LDAP_SEARCH_R
 }
 
 extern "C" int QARNLDAPSearchGetNext(QARN_LDAP_SEARCH_REQ* req, QARN_LDAP_SEARCH_RESULT* res) {
-    platform::SigPipeGuard guard;
     if (!req || !res || !req->pPriv) {
         QARNLDAP_SET_ERR(QARN_LDAP_ERR_PARAM);
         return -1;
@@ -280,20 +316,9 @@ extern "C" int QARNLDAPSearchGetNext(QARN_LDAP_SEARCH_REQ* req, QARN_LDAP_SEARCH
     SearchState* state = static_cast<SearchState*>(req->pPriv);
     qarnldap::FreeLists(res);
     while (!state->done) {
-        LDAPMessage* msg = nullptr;
-        struct timeval timeout = {qarnldap::kResultTimeoutSec, 0};
-        int type = ldap_result(state->ld, state->msgid, LDAP_MSG_ONE, &timeout, &msg);
-        if (type < 0) {
-            int code = LDAP_SERVER_DOWN;
-            ldap_get_option(state->ld, LDAP_OPT_RESULT_CODE, &code);
-            qarnldap::Finish(state, res, code != LDAP_SUCCESS ? code : LDAP_SERVER_DOWN);
-            break;
-        }
-        if (type == 0) {
-            ldap_abandon_ext(state->ld, state->msgid, nullptr, nullptr);
-            qarnldap::Finish(state, res, LDAP_TIMEOUT);
-            break;
-        }
+        LDAPMessage* msg = qarnldap::NextMessage(state, res);
+        if (!msg) break;
+        int type = ldap_msgtype(msg);
         if (type == LDAP_RES_SEARCH_ENTRY) {
             bool ok = false;
             try {
@@ -301,9 +326,9 @@ extern "C" int QARNLDAPSearchGetNext(QARN_LDAP_SEARCH_REQ* req, QARN_LDAP_SEARCH
             } catch (const std::bad_alloc&) {
                 ok = false;
             }
-            ldap_msgfree(msg);
             if (!ok) {
                 qarnldap::FreeLists(res);
+                platform::SigPipeGuard guard;
                 ldap_abandon_ext(state->ld, state->msgid, nullptr, nullptr);
                 QARNLDAP_SET_ERR(QARN_LDAP_ERR_NOMEM);
                 state->done = true;
@@ -313,13 +338,10 @@ extern "C" int QARNLDAPSearchGetNext(QARN_LDAP_SEARCH_REQ* req, QARN_LDAP_SEARCH
             ++res->entryCount;
             return 1;
         }
-        if (type != LDAP_RES_SEARCH_RESULT) {  // references and intermediate responses
-            ldap_msgfree(msg);
-            continue;
-        }
+        if (type != LDAP_RES_SEARCH_RESULT) continue;  // references and intermediate responses
         int code = LDAP_SUCCESS;
         LDAPControl** controls = nullptr;
-        int rc = ldap_parse_result(state->ld, msg, &code, nullptr, nullptr, nullptr, &controls, 1);
+        int rc = ldap_parse_result(state->ld, msg, &code, nullptr, nullptr, nullptr, &controls, 0);
         if (rc != LDAP_SUCCESS) code = rc;
         bool more = false;
         if (code == LDAP_SUCCESS && !state->oneEntry && controls) {
@@ -340,6 +362,7 @@ extern "C" int QARNLDAPSearchGetNext(QARN_LDAP_SEARCH_REQ* req, QARN_LDAP_SEARCH
             qarnldap::Finish(state, res, code);
             break;
         }
+        platform::SigPipeGuard guard;
         rc = qarnldap::SendSearch(state);
         if (rc != LDAP_SUCCESS) {
             qarnldap::Finish(state, res, rc);

@@ -1,7 +1,9 @@
 // The LDAP checks, called through their entry functions against real slapd instances. The
 // sandbox holds the local accounts, the platform's LDAP configuration and the client certificate.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
@@ -10,6 +12,8 @@
 #include "call.hpp"
 #include "check_ldap.hpp"
 #include "dns_server.hpp"
+#include "ldap_cache_reader.hpp"
+#include "ldap_cache_writer.hpp"
 #include "sandbox.hpp"
 #include "slapd.hpp"
 #include "util.hpp"
@@ -111,6 +115,39 @@ TEST(LDAPTestHandlerFrame, LocalAccounts) {
     EXPECT_EQ((std::set<std::string>{"a", "b", "c", "d"}), names);
     EXPECT_EQ((std::set<std::string>{"1", "", "7"}), ids);  // b has no third colon
     EXPECT_EQ(0, LDAPTestHandler::ReadLocalAccounts("/tmp/missing", "id", &ids));
+}
+
+TEST(LDAPResultCache, WrittenAndReadBackAsTheSameValue) {
+    Json::Value result =
+        ParseJson(R"j({"server_type": 1, "attribute": {"name": "uid", "id": "n"}})j");
+    LDAPEntry entry;
+    Json::Value entries(Json::arrayValue);
+    std::vector<std::string> read;
+    {
+        LDAPCacheWriter writer("/tmp/cache.json", "user");
+        for (const char* text : {"plain", "quote \" backslash \\ tab \t control \x01 end",
+                                 "\xC3\xA4\xE2\x82\xAC utf-8", ""}) {
+            entry.Clear();
+            entry.Set("dn", text);
+            entry.Set("uid", "x");
+            entry.Set("uid", text);  // the later value counts
+            writer.Add(result, entry);
+            entries.append(entry.ToJson());
+        }
+        result["ldap_errcode"] = 0;
+        ASSERT_TRUE(writer.Commit(result));
+    }
+    Json::Value written;
+    ASSERT_TRUE(JsonFromFile("/tmp/cache.json", written));
+    result["user"] = entries;
+    EXPECT_EQ(result, written);
+    LDAPCacheReader reader("/tmp/cache.json", "user");
+    ASSERT_TRUE(reader.Read([&read](const LDAPEntry& entry, const ResultAttributes& attributes) {
+        read.push_back(*entry.Find(attributes.name));
+    }));
+    EXPECT_FALSE(reader.NeedsSecondPass());
+    ASSERT_EQ(entries.size(), read.size());
+    for (unsigned i = 0; i < read.size(); ++i) EXPECT_EQ(entries[i]["uid"].asString(), read[i]);
 }
 
 // --- server address -----------------------------------------------------------------------------
@@ -220,6 +257,13 @@ TEST_F(LDAPChecks, ProfileFitsAndIsCached) {
             std::stoul(server.Get(type == std::string("user") ? "USERS_COUNT" : "GROUPS_COUNT")),
             cache[type].size());
     }
+    // Every attribute of an entry reaches the cache.
+    Json::Value admin = ParseJson(R"j({"uid": "admin", "uidNumber": "1024",
+                                       "sambaNTPassword": "00000001000000070000000D000F4241"})j");
+    admin["dn"] = server.Get("ADMIN_DN");
+    Json::Value cache = ParseJson(Sandbox::ReadFile("/tmp/LDAP_result_user.json"));
+    EXPECT_EQ(ParseJson(R"j({"name": "uid", "id": "uidNumber"})j"), cache["attribute"]);
+    EXPECT_EQ(admin, cache["user"][0]);
 }
 
 TEST_F(LDAPChecks, ProfileCustomized) {
@@ -250,7 +294,9 @@ TEST_F(LDAPChecks, ProfileMismatch) {
         "data": {"profile_group_filter": "(objectClass=posixGroup)", "profile_group_cn": "cn",
                  "profile_group_gid_number": "gid"},
         "level": 1, "params": {"modify_group_profile": true}})j"));
-    EXPECT_FALSE(Sandbox::Exists("/tmp/LDAP_result_group.json"));
+    for (const auto& file : std::filesystem::directory_iterator("/tmp")) {  // nothing half-written
+        EXPECT_EQ(std::string::npos, file.path().string().find("LDAP_result_group"));
+    }
 
     params = Params(Slapd::Qarn());
     params["bind_pw"] = "wrong";
@@ -367,14 +413,86 @@ TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
     params["type"] = "group";
     params["forced_get_data"] = false;
     EXPECT_EQ(4, CallEntry(CheckLDAPGroupIdType_v1, params).GetErrorCode());
-    // A cache with members of other types is read as far as it goes.
-    Sandbox::WriteFile("/tmp/LDAP_result_group.json", R"j({"group": [{"dn": "cn=x", "cn": "users"}],
-        "attribute": {"name": "cn", "id": "gidNumber"}, "server_type": "1",
-        "skip_id_type_check": "yes"})j");
-    EXPECT_EQ(StringArray({"cn=x"}),
-              CallEntry(CheckLDAPGroupIdType_v1, params).GetData()["info"]["list"]);
-    EXPECT_EQ(StringArray({"users"}),
-              CallEntry(CheckLDAPGroupNameDup_v1, params).GetData()["info"]["list"]);
+}
+
+TEST_F(LDAPChecks, EntryChecksReadAnyCacheTheyCanParse) {
+    // No server: a cache that parses answers, one that does not is replaced by a live query.
+    const std::string attributes = R"("attribute": {"name": "uid", "id": "uidNumber"})";
+    const struct {
+        std::string cache;
+        QARN::APIEntryFunction entry;
+        int code;
+        std::vector<std::string> list;
+    } cases[] = {
+        // Nothing for the category: nothing to report.
+        {"{" + attributes + "}", CheckLDAPUserNameEmpty_v1, 0, {}},
+        {R"({"user": 5})", CheckLDAPUserIdType_v1, 0, {}},
+        {"[]", CheckLDAPUserNameEmpty_v1, 0, {}},
+        {"{" + attributes + R"(, "user": [{"dn": "a"}], "user": null})",
+         CheckLDAPUserIdEmpty_v1,
+         0,
+         {}},
+        // As the JSON library reads: byte order mark, comments, trailing commas and text after
+        // the value; of members named twice the last counts.
+        {"\xEF\xBB\xBF// cache\n{" + attributes +
+             R"(, "user": [{"dn": "a", "uid": ""}, /* */ ],} trailing)",
+         CheckLDAPUserNameEmpty_v1,
+         1042,
+         {"a"}},
+        {"{" + attributes +
+             R"(, "user": [{"dn": "a"}], "user": [{"dn": "b", "uid": "x", "uid": 5}]})",
+         CheckLDAPUserNameEmpty_v1,
+         1042,
+         {"b"}},
+        // Attributes after the entries.
+        {R"({"user": [{"dn": "a", "uidNumber": "x"}, {"dn": "b", "no": "7"}],
+            "attribute": {"name": "uid", "id": "no"}})",
+         CheckLDAPUserIdType_v1,
+         1045,
+         {"a"}},
+        // Entries that are no objects, values that are no strings, DNs that are empty.
+        {"{" + attributes + R"(, "user": [1, "x", [], {"dn": "c", "uid": {"uid": "y"}},
+            {"dn": "", "uid": ""}, {"dn": "d", "uid": "u", "uidNumber": 7}]})",
+         CheckLDAPUserIdEmpty_v1,
+         1044,
+         {"c", "d"}},
+        {"{" + attributes + R"(, "user": [{"dn": "a"}], "skip_id_type_check": true})",
+         CheckLDAPUserIdType_v1,
+         0,
+         {}},
+        {R"({"attribute": {"name": "uid"}, "user": [{"dn": "a", "uid": "root"},
+            {"dn": "b", "uid": "admin"}], "server_type": 1.0})",
+         CheckLDAPUserNameDup_v1,
+         1043,
+         {"root"}},
+        {R"({"attribute": {"name": "uid"}, "user": [{"dn": "b", "uid": "admin"}],
+            "server_type": "1"})",
+         CheckLDAPUserNameDup_v1,
+         1043,
+         {"admin"}},
+        // Not JSON.
+        {R"({"user": [{"dn": "a"})", CheckLDAPUserNameEmpty_v1, 4, {}},
+        {"", CheckLDAPUserNameEmpty_v1, 4, {}},
+    };
+    Json::Value params = Params(Slapd::Qarn());
+    params["server_address"] = "127.0.0.1:1";
+    params["forced_get_data"] = false;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.cache);
+        Sandbox::WriteFile("/tmp/LDAP_result_user.json", c.cache);
+        QARN::APIResponse response = CallEntry(c.entry, params);
+        EXPECT_EQ(c.code, response.GetErrorCode());
+        if (c.code > 4) {
+            EXPECT_EQ(List(c.list), response.GetData()["info"]["list"]);
+        }
+    }
+    // A link planted in place of the cache is not followed,
+    Sandbox::WriteFile("/tmp/elsewhere.json", "{" + attributes + R"(, "user": [{"dn": "a"}]})");
+    Sandbox::Link("/tmp/elsewhere.json", "/tmp/LDAP_result_user.json");
+    EXPECT_EQ(4, CallEntry(CheckLDAPUserNameEmpty_v1, params).GetErrorCode());
+    Sandbox::Remove("/tmp/LDAP_result_user.json");  // nor is a pipe waited on
+    ASSERT_EQ(0, mkfifo("/tmp/LDAP_result_user.json", 0644));
+    EXPECT_EQ(4, CallEntry(CheckLDAPUserNameEmpty_v1, params).GetErrorCode());
 }
 
 TEST_F(LDAPChecks, CleanDirectoryPasses) {
