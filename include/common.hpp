@@ -36,6 +36,9 @@ class CommonCore : public AbstractCheckHandler {
     static bool IsIP(const std::string& text);
     // True when every element is an address, also for an empty list.
     static bool IsIP(const std::vector<std::string>& texts);
+    // Appends an address as it is, and the IPv4 addresses of a name as the system's DNS resolves
+    // them; the code of the look-up.
+    static ErrorCode AppendAddressesOf(const std::string& entry, Json::Value& addresses);
 
     EJoinStatus GetJoinedStatus();
     // Anything but kNotJoined; an LDAP binding counts.

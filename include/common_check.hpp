@@ -41,8 +41,6 @@ class CommonCheckHandler : public CommonCore {
     bool ReadTargetIPs(Json::Value* targets);
     // Scans the checker's host on port, then on the other LDAP port; the last scan's result.
     int ScanWithLDAPFallback(PortChecker& checker, int port);
-    // Distinct hardware addresses of the "reply from" lines of arping.
-    static size_t CountRepliers(const std::vector<std::string>& lines);
     // The first line the conflict tool prints; false when it cannot be run or prints nothing.
     static bool ReadHostConflictLine(const std::string& serverAddress, std::string* line);
 };

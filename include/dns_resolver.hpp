@@ -26,11 +26,6 @@ class DnsResolver {
     // Appends one string per answer value, in the tool's order.
     ErrorCode ResolveRecord(Json::Value& output);
 
-    // The answer value of one output line: the text after prefix, of which only the part after
-    // its last blank when it has one. False when the line does not hold prefix.
-    static bool ExtractAnswer(const std::string& line, const std::string& prefix,
-                              std::string* value);
-
   private:
     std::string m_dns;
     std::string m_domainName;

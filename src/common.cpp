@@ -33,6 +33,18 @@ bool CommonCore::IsIP(const std::vector<std::string>& texts) {
     return true;
 }
 
+ErrorCode CommonCore::AppendAddressesOf(const std::string& entry, Json::Value& addresses) {
+    if (IsIP(entry)) {
+        addresses.append(entry);
+        return kNoError;
+    }
+    DnsResolver resolver;
+    resolver.SetDNS("");
+    resolver.SetDomainName(entry);
+    resolver.SetRecordType(kRecordTypeA);
+    return resolver.ResolveRecord(addresses);
+}
+
 CommonCore::EJoinStatus CommonCore::GetJoinedStatus() {
     if (m_joinedStatus == kJoinStatusUnknown) m_joinedStatus = ReadJoinedStatus();
     return m_joinedStatus;

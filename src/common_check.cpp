@@ -12,6 +12,7 @@
 #include "port_checker.hpp"
 #include "qarn.h"
 #include "system_paths.hpp"
+#include "tool_output.hpp"
 #include "util.hpp"
 
 namespace {
@@ -311,20 +312,6 @@ void CommonCheckHandler::TestIPConflict() {
     }
     m_data["info"]["conflict_ip"] = conflicts;
     SetError(conflicts.size() == targets.size() ? kError : kWarning, kIPConflict);
-}
-
-size_t CommonCheckHandler::CountRepliers(const std::vector<std::string>& lines) {
-    std::set<std::string> hardwareAddresses;
-    for (const std::string& line : lines) {
-        const size_t open = line.find('[');
-        const size_t close = line.rfind(']');
-        if (line.find("reply from") == std::string::npos || open == std::string::npos ||
-            close == std::string::npos || close < open) {
-            continue;
-        }
-        hardwareAddresses.insert(line.substr(open + 1, close - open - 1));
-    }
-    return hardwareAddresses.size();
 }
 
 ErrorCode CommonCheckHandler::CheckIPConflict(const Json::Value& targets, Json::Value& conflicts) {

@@ -10,22 +10,13 @@
 #include "port_checker.hpp"
 #include "qarn.h"
 #include "system_paths.hpp"
+#include "tool_output.hpp"
 #include "util.hpp"
 
 namespace {
 
 const char kRecordTypeAddress[] = "address";
 const int kDNSListCapacity = 1024;
-
-// Addresses of "ADDRESS:PORT" lines; lines without a colon hold no address.
-Json::Value AddressesOf(const std::vector<std::string>& lines) {
-    Json::Value addresses;
-    for (const std::string& line : lines) {
-        const size_t colon = line.rfind(':');
-        if (colon != std::string::npos) addresses.append(line.substr(0, colon));
-    }
-    return addresses;
-}
 
 bool PushAll(QLIBC_SZLIST** list, const std::vector<std::string>& entries) {
     for (const std::string& entry : entries) {
@@ -239,8 +230,8 @@ bool CommonDnsHandler::NetLookupServers(const std::string& realm, Json::Value& k
     const std::vector<std::string> ldapLines =
         ExecuteCmd(kNetTool, {"lookup", "ldap", realm}, &ldapStatus, 1, kQuickToolTimeLimit, "r");
     if (kdcStatus != 0 || ldapStatus != 0) return false;
-    kdcs = AddressesOf(kdcLines);
-    ldaps = AddressesOf(ldapLines);
+    kdcs = NetLookupAddresses(kdcLines);
+    ldaps = NetLookupAddresses(ldapLines);
     return true;
 }
 

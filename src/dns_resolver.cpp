@@ -7,6 +7,7 @@
 #include "port_checker.hpp"
 #include "qarn.h"
 #include "system_paths.hpp"
+#include "tool_output.hpp"
 #include "util.hpp"
 
 namespace {
@@ -30,17 +31,6 @@ std::string FirstListEntry(const std::string& list) {
 }
 
 }  // namespace
-
-bool DnsResolver::ExtractAnswer(const std::string& line, const std::string& prefix,
-                                std::string* value) {
-    const size_t start = line.find(prefix);
-    if (start == std::string::npos) return false;
-    std::string rest = line.substr(start + prefix.size());
-    const size_t lastBlank = rest.rfind(' ');
-    if (lastBlank != std::string::npos) rest.erase(0, lastBlank + 1);
-    *value = rest;
-    return true;
-}
 
 bool DnsResolver::IsDNSAlive() {
     std::string dns = m_dns;

@@ -54,7 +54,8 @@ bool DomainCore::IsJoinedDomain() {
 }
 
 std::string DomainCore::RequestString(const char* name) {
-    const Json::Value& value = m_request->GetParamRef(name, Json::Value());
+    const Json::Value missing;
+    const Json::Value& value = m_request->GetParamRef(name, missing);
     return value.isString() ? value.asString() : "";
 }
 
@@ -366,15 +367,7 @@ void DomainCore::PrepareTestIP() {
     Json::Value resolved(Json::arrayValue);
     Json::Value unresolved(Json::arrayValue);
     for (const std::string& testIP : testIPs) {
-        if (IsIP(testIP)) {
-            resolved.append(testIP);
-            continue;
-        }
-        DnsResolver resolver;
-        resolver.SetDNS("");
-        resolver.SetDomainName(testIP);
-        resolver.SetRecordType(kRecordTypeA);
-        ErrorCode result = resolver.ResolveRecord(resolved);
+        ErrorCode result = AppendAddressesOf(testIP, resolved);
         if (result == kDNSServerUnreachable) {
             SetError(kError, kDNSServerUnreachable);
             return;

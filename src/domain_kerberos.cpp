@@ -3,16 +3,15 @@
 
 #include <fstream>
 
-#include "dns_resolver.hpp"
 #include "domain.hpp"
 #include "log.hpp"
 #include "qarn.h"
 #include "system_paths.hpp"
+#include "tool_output.hpp"
 
 namespace {
 
 const char kSambaKrb5ConfPrefix[] = "/run/samba/smb_krb5/krb5.conf.";
-const char kKdcPrefix[] = "kdc = ";
 const char kEncryptionTypes[] =
     "aes256-cts-hmac-sha1-96 aes128-cts-hmac-sha1-96 aes128-cts-hmac-sha256-128 des3-cbc-sha1 "
     "arcfour-hmac-md5 aes256-cts-hmac-sha384-192 camellia128-cts-cmac camellia256-cts-cmac";
@@ -30,36 +29,14 @@ std::unordered_set<std::string> DomainCore::GetSmbKrb5ConfKDC() {
         DS_LOG(LOG_ERR, "%s:%d Can't open %s", path.c_str());
         return kdcs;
     }
-    std::string line;
-    bool inRealms = false;
-    while (!inRealms && std::getline(samba, line)) {
-        inRealms = line.find("[realms]") != std::string::npos;
-    }
-    if (!inRealms) {
-        DS_LOG(LOG_ERR, "%s:%d Realm section not found.");
-        return kdcs;
-    }
-    while (std::getline(samba, line)) {
-        size_t found = line.find(kKdcPrefix);
-        if (found == std::string::npos) continue;
-        std::string kdc = line.substr(found + sizeof(kKdcPrefix) - 1);
-        if (!kdc.empty()) kdcs.insert(kdc);
-    }
+    if (!ReadRealmKDCs(samba, kdcs)) DS_LOG(LOG_ERR, "%s:%d Realm section not found.");
     return kdcs;
 }
 
 Json::Value DomainCore::GetAvailableKdcIpList() {
     Json::Value candidates(Json::arrayValue);
     for (const std::string& entry : SplitString(GetDCIP(), ',', nullptr)) {
-        if (IsIP(entry)) {
-            candidates.append(entry);
-            continue;
-        }
-        DnsResolver resolver;
-        resolver.SetDNS("");
-        resolver.SetDomainName(entry);
-        resolver.SetRecordType(kRecordTypeA);
-        if (resolver.ResolveRecord(candidates) != kNoError) {
+        if (AppendAddressesOf(entry, candidates) != kNoError) {
             DS_LOG(LOG_DEBUG, "%s:%d Can not resolve [%s].", entry.c_str());
         }
     }

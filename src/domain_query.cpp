@@ -9,20 +9,9 @@
 #include "log.hpp"
 #include "qarn.h"
 #include "system_paths.hpp"
+#include "tool_output.hpp"
 
 namespace {
-
-const char kRepliesPrefix[] = "Got ";
-const char kRepliesSuffix[] = " replies";
-
-bool StartsWith(const std::string& text, const std::string& prefix) {
-    return text.compare(0, prefix.size(), prefix) == 0;
-}
-
-bool EndsWith(const std::string& text, const std::string& suffix) {
-    return text.size() >= suffix.size() &&
-           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
 
 // The command for the log, with the password of a "-U user%password" argument masked.
 std::string CommandText(const std::vector<std::string>& argv) {
@@ -36,23 +25,6 @@ std::string CommandText(const std::vector<std::string>& argv) {
         text += arg + " ";
     }
     return text;
-}
-
-bool IsRepliesLine(const std::string& line) {
-    return StartsWith(line, kRepliesPrefix) && EndsWith(line, kRepliesSuffix);
-}
-
-// The number of a "Got N replies" line; false when it is no number.
-bool ReadReplyCount(const std::string& line, int& count) {
-    size_t prefix = sizeof(kRepliesPrefix) - 1;
-    size_t length = line.size() - prefix - (sizeof(kRepliesSuffix) - 1);
-    try {
-        count = std::stoi(line.substr(prefix, length));
-        return true;
-    } catch (const std::logic_error& error) {
-        DS_LOG(LOG_ERR, "%s:%d stoi fail %s", error.what());
-        return false;
-    }
 }
 
 std::string PolicyTemplatePath(const std::string& domain, const std::string& policyId) {

@@ -11,11 +11,11 @@
 #include "qarn.h"
 #include "qarnldap.h"
 #include "system_paths.hpp"
+#include "tool_output.hpp"
 #include "util.hpp"
 
 namespace {
 
-const char kModuleMarker[] = "QARN.Core.DirectoryServiceCheck";
 const int kWatchPasses = 5;
 
 int Now() {
@@ -33,25 +33,11 @@ bool SameTime(const timespec& a, const timespec& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
-// True when a process list line shows another process of this module.
-bool IsOtherModuleProcess(const std::string& line) {
-    if (line.find(kModuleMarker) == std::string::npos) return false;
-    if (line.find(kPsTool) != std::string::npos) return false;
-    int pid = 0;
-    try {
-        pid = std::stoi(line);
-    } catch (const std::logic_error& error) {
-        DS_LOG(LOG_DEBUG, "%s:%d stoi fail %s", error.what());
-        return false;
-    }
-    return pid != getpid();
-}
-
 bool AnyOtherModuleProcess() {
     int status = -1;
     for (const std::string& line :
          ExecuteCmd(kPsTool, {"axeo", "pid,args"}, &status, 1, kQuickToolTimeLimit, "r")) {
-        if (IsOtherModuleProcess(line)) return true;
+        if (IsOtherModuleProcess(line, getpid())) return true;
     }
     return false;
 }

@@ -10,12 +10,15 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <new>
 #include <string>
 #include <vector>
 
 #include "ldap_internal.hpp"
+#include "parsers.hpp"
+#include "platform_paths.hpp"
 
 namespace {
 
@@ -226,33 +229,14 @@ extern "C" int QARNLDAPDebugEnabled(void) {
 extern "C" int QARNLDAPIsBinded(void) {
     std::vector<std::string> lines;
     try {
-        if (!ReadLines("/etc/nsswitch.conf", &lines)) {
+        if (!ReadLines(platform::kNsswitchConfFile, &lines)) {
             if (errno != ENOENT) QARNLDAP_SET_ERR(QARN_LDAP_ERR_CONF);
             return 0;
         }
-        for (std::string line : lines) {
-            size_t hash = line.find('#');
-            if (hash != std::string::npos) line.erase(hash);
-            size_t begin = line.find_first_not_of(" \t");
-            if (begin == std::string::npos || line.compare(begin, 7, "passwd:") != 0) continue;
-            // Sources are words; "[...]" actions between them are skipped.
-            size_t at = begin + 7;
-            bool inAction = false;
-            while (at < line.size()) {
-                size_t start = line.find_first_not_of(" \t", at);
-                if (start == std::string::npos) break;
-                size_t end = line.find_first_of(" \t", start);
-                if (end == std::string::npos) end = line.size();
-                std::string word = line.substr(start, end - start);
-                at = end;
-                if (!inAction && word[0] == '[') inAction = true;
-                if (inAction) {
-                    if (word.find(']') != std::string::npos) inAction = false;
-                    continue;
-                }
-                if (word == "ldap") return 1;
-            }
-            return 0;
+        for (const std::string& line : lines) {
+            std::vector<std::string> sources;
+            if (!platform::ReadPasswdSources(line, sources)) continue;
+            return std::find(sources.begin(), sources.end(), "ldap") != sources.end() ? 1 : 0;
         }
     } catch (const std::bad_alloc&) {
         QARNLDAP_SET_ERR(QARN_LDAP_ERR_NOMEM);

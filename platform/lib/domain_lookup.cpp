@@ -6,36 +6,13 @@
 #include <sstream>
 #include <string>
 
+#include "parsers.hpp"
+#include "platform_error.hpp"
+#include "platform_paths.hpp"
 #include "qarn.h"
-#include "tool_run.hpp"
+#include "spawn.hpp"
 
 namespace {
-
-const char kNet[] = "/usr/local/bin/net";
-const char kKinit[] = "/usr/bin/kinit";
-const char kPrivateDirectory[] = "/usr/qarn/etc/private";
-const char kWorkgroupFile[] = "/usr/qarn/etc/private/workgroup";
-const char kKdcIPFile[] = "/usr/qarn/etc/private/kdc_ip";
-const char kSmbConf[] = "/etc/samba/smb.conf";
-
-enum DomainError { kBadArgument = 0x300, kToolFailed = 0x301, kNotFound = 0x302 };
-
-int Fail(int code, int line) {
-    QLIBCErrSetEx(code, __FILE_NAME__, line);
-    return -1;
-}
-
-// The value of the first "key: value" line of output.
-std::string ValueOf(const std::string& output, const std::string& key) {
-    std::istringstream lines(output);
-    std::string line;
-    while (std::getline(lines, line)) {
-        if (line.compare(0, key.size() + 1, key + ":") != 0) continue;
-        size_t value = line.find_first_not_of(" \t", key.size() + 1);
-        return value == std::string::npos ? "" : line.substr(value);
-    }
-    return "";
-}
 
 bool CopyOut(const std::string& value, char* buffer, int size) {
     if (buffer == nullptr || size < 1 || value.empty() || value.size() >= size_t(size)) {
@@ -48,9 +25,9 @@ bool CopyOut(const std::string& value, char* buffer, int size) {
 
 // Writes "key=value" whole: a temporary file renamed over the old one.
 bool WriteKeyValueFile(const char* path, const char* key, const std::string& value) {
-    mkdir("/usr/qarn", 0755);
-    mkdir("/usr/qarn/etc", 0755);
-    mkdir(kPrivateDirectory, 0700);
+    mkdir(platform::kQarnDirectory, 0755);
+    mkdir(platform::kQarnEtcDirectory, 0755);
+    mkdir(platform::kPrivateDirectory, 0700);
     std::string temporary = std::string(path) + ".new";
     {
         std::ofstream output(temporary, std::ios::trunc);
@@ -65,43 +42,51 @@ bool WriteKeyValueFile(const char* path, const char* key, const std::string& val
 extern "C" int QARNWinsLookupLDAP(const char* realm) {
     if (realm == nullptr || realm[0] == '\0') return 0;
     std::string output;
-    if (RunTool({kNet, "ads", "lookup", "--realm", realm, "-d0"}, "", output) != 0) return 0;
-    std::string controller = ValueOf(output, "Information for Domain Controller");
-    std::string workgroup = ValueOf(output, "Pre-Win2k Domain");
+    if (!platform::Run({platform::kNetTool, "ads", "lookup", "--realm", realm, "-d0"}, "", output)
+             .ExitedWith(0)) {
+        return 0;
+    }
+    std::string controller = platform::ValueOf(output, "Information for Domain Controller");
+    std::string workgroup = platform::ValueOf(output, "Pre-Win2k Domain");
     if (controller.empty()) return 0;
-    if (!WriteKeyValueFile(kKdcIPFile, "KDC", controller)) return 0;
-    if (!workgroup.empty()) WriteKeyValueFile(kWorkgroupFile, "Workgroup", workgroup);
+    if (!WriteKeyValueFile(platform::kKdcIPFile, "KDC", controller)) return 0;
+    if (!workgroup.empty()) WriteKeyValueFile(platform::kWorkgroupFile, "Workgroup", workgroup);
     return 1;
 }
 
 extern "C" int QARNWinsGetKDCIP(char* buffer, int size) {
-    return QLIBCFileGetKeyValue(kKdcIPFile, "KDC", buffer, size, 0) > 0 ? 1 : 0;
+    return QLIBCFileGetKeyValue(platform::kKdcIPFile, "KDC", buffer, size, 0) > 0 ? 1 : 0;
 }
 
 extern "C" int QARNWinsWorkgroup(char* buffer, int size, const char* kdcAddress) {
-    if (kdcAddress == nullptr || kdcAddress[0] == '\0') return Fail(kBadArgument, __LINE__);
+    if (kdcAddress == nullptr || kdcAddress[0] == '\0')
+        return PLATFORM_FAIL(platform::kDomainBadArgument);
     std::string output;
-    if (RunTool({kNet, "ads", "workgroup", "-S", kdcAddress, "-d0"}, "", output) != 0) {
-        return Fail(kToolFailed, __LINE__);
+    if (!platform::Run({platform::kNetTool, "ads", "workgroup", "-S", kdcAddress, "-d0"}, "",
+                       output)
+             .ExitedWith(0)) {
+        return PLATFORM_FAIL(platform::kToolFailed);
     }
-    return CopyOut(ValueOf(output, "Workgroup"), buffer, size) ? 0 : Fail(kNotFound, __LINE__);
+    return CopyOut(platform::ValueOf(output, "Workgroup"), buffer, size)
+               ? 0
+               : PLATFORM_FAIL(platform::kDomainValueNotFound);
 }
 
 extern "C" int QARNWorkgroupGet(char* buffer, int size) {
-    if (buffer == nullptr || size < 1) return Fail(kBadArgument, __LINE__);
-    return QLIBCFileGetKeyValue(kSmbConf, "workgroup", buffer, size, 0) > 0
+    if (buffer == nullptr || size < 1) return PLATFORM_FAIL(platform::kDomainBadArgument);
+    return QLIBCFileGetKeyValue(platform::kSmbConfFile, "workgroup", buffer, size, 0) > 0
                ? 0
-               : Fail(kNotFound, __LINE__);
+               : PLATFORM_FAIL(platform::kDomainValueNotFound);
 }
 
 extern "C" int QARNWinsKinit(const char* principal, const char* password) {
-    if (principal == nullptr || password == nullptr) return Fail(kBadArgument, __LINE__);
+    if (principal == nullptr || password == nullptr)
+        return PLATFORM_FAIL(platform::kDomainBadArgument);
     std::string output;
-    int status = RunTool({kKinit, principal}, std::string(password) + "\n", output);
-    if (status == 0) return 0;
-    for (const char* wrong : {"Password incorrect", "Preauthentication failed",
-                              "Client not found in Kerberos database"}) {
-        if (output.find(wrong) != std::string::npos) return 1;
+    if (platform::Run({platform::kKinitTool, principal}, std::string(password) + "\n", output)
+            .ExitedWith(0)) {
+        return 0;
     }
-    return Fail(kToolFailed, __LINE__);
+    if (platform::IsWrongPassword(output)) return 1;
+    return PLATFORM_FAIL(platform::kToolFailed);
 }

@@ -12,14 +12,13 @@
 #include <string>
 #include <unordered_map>
 
+#include "platform_error.hpp"
+#include "platform_paths.hpp"
 #include "qlibc.h"
 
 namespace {
 
-enum FileError { kBadArgument = 0x200, kOpenFailed = 0x201, kLockTimedOut = 0x202 };
-
 const char kBlanks[] = " \t\r\n\"";
-const char kLockDirectory[] = "/run/lock";
 const int kLockResourceMask = 0xF0;
 const int kLockPollMilliseconds = 50;
 
@@ -33,7 +32,7 @@ std::mutex gLocksMutex;
 std::unordered_map<int, int> gLockFiles;  // resource bits to the open lock file
 
 std::string LockPath(int resource) {
-    return std::string(kLockDirectory) + "/qarn-" + std::to_string(resource) + ".lock";
+    return std::string(platform::kLockDirectory) + "/qarn-" + std::to_string(resource) + ".lock";
 }
 
 void SleepMilliseconds(long milliseconds) {
@@ -59,13 +58,11 @@ extern "C" int QLIBCFileExist(const char* path) {
 extern "C" int QLIBCFileGetKeyValue(const char* path, const char* key, char* buffer, int size,
                                     int /*flags*/) {
     if (path == nullptr || key == nullptr || buffer == nullptr || size < 1) {
-        QLIBCErrSetEx(kBadArgument, __FILE_NAME__, __LINE__);
-        return -1;
+        return PLATFORM_FAIL(platform::kFileBadArgument);
     }
     std::ifstream input(path);
     if (!input.is_open()) {
-        QLIBCErrSetEx(kOpenFailed, __FILE_NAME__, __LINE__);
-        return -1;
+        return PLATFORM_FAIL(platform::kOpenFailed);
     }
     std::string line;
     while (std::getline(input, line)) {
@@ -87,16 +84,14 @@ extern "C" int QLIBCFileLock(int lockType, int timeoutSec) {
     int resource = lockType & kLockResourceMask;
     std::lock_guard<std::mutex> guard(gLocksMutex);
     if (gLockFiles.count(resource)) return 0;
-    mkdir(kLockDirectory, 0755);
+    mkdir(platform::kLockDirectory, 0755);
     int fd = open(LockPath(resource).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (fd < 0) {
-        QLIBCErrSetEx(kOpenFailed, __FILE_NAME__, __LINE__);
-        return -1;
+        return PLATFORM_FAIL(platform::kOpenFailed);
     }
     if (!LockWithin(fd, timeoutSec)) {
         close(fd);
-        QLIBCErrSetEx(kLockTimedOut, __FILE_NAME__, __LINE__);
-        return -1;
+        return PLATFORM_FAIL(platform::kLockTimedOut);
     }
     gLockFiles[resource] = fd;
     return 0;
@@ -107,8 +102,7 @@ extern "C" int QLIBCFileUnlock(int lockType) {
     std::lock_guard<std::mutex> guard(gLocksMutex);
     auto held = gLockFiles.find(resource);
     if (held == gLockFiles.end()) {
-        QLIBCErrSetEx(kBadArgument, __FILE_NAME__, __LINE__);
-        return -1;
+        return PLATFORM_FAIL(platform::kFileBadArgument);
     }
     flock(held->second, LOCK_UN);
     close(held->second);

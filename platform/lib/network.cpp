@@ -11,62 +11,18 @@
 #include <sstream>
 #include <string>
 
+#include "parsers.hpp"
+#include "platform_error.hpp"
+#include "platform_paths.hpp"
 #include "qarn.h"
 
 namespace {
-
-enum NetworkError { kBadArgument = 0x300, kNoDefaultRoute = 0x301, kNotFound = 0x302 };
-
-const char kRouteTable[] = "/proc/net/route";
-const char kInterfaceDirectory[] = "/sys/class/net/";
-
-int Fail(int code, int line) {
-    QLIBCErrSetEx(code, __FILE_NAME__, line);
-    return -1;
-}
 
 // Copies text with its NUL into buffer; false when it does not fit.
 bool CopyOut(const std::string& text, char* buffer, int size) {
     if (buffer == nullptr || size <= 0 || text.size() >= static_cast<size_t>(size)) return false;
     memcpy(buffer, text.c_str(), text.size() + 1);
     return true;
-}
-
-struct Route {
-    std::string interfaceName;
-    unsigned long destination = 1;
-    unsigned long mask = 1;
-    unsigned int flags = 0;
-    unsigned long metric = 0;
-};
-
-bool ParseRoute(const std::string& line, Route* route) {
-    std::istringstream fields(line);
-    std::string gateway, refCount, use;
-    fields >> route->interfaceName >> std::hex >> route->destination >> gateway >> route->flags >>
-        std::dec >> refCount >> use >> route->metric >> std::hex >> route->mask;
-    return !fields.fail();
-}
-
-bool IsDefaultRoute(const Route& route) {
-    return route.destination == 0 && route.mask == 0 && (route.flags & RTF_UP) != 0;
-}
-
-// The interface of the default route with the lowest metric; empty when there is none.
-std::string DefaultRouteInterface() {
-    std::ifstream table(kRouteTable);
-    std::string line;
-    std::getline(table, line);  // column titles
-    std::string best;
-    unsigned long bestMetric = std::numeric_limits<unsigned long>::max();
-    Route route;
-    while (std::getline(table, line)) {
-        if (ParseRoute(line, &route) && IsDefaultRoute(route) && route.metric < bestMetric) {
-            best = route.interfaceName;
-            bestMetric = route.metric;
-        }
-    }
-    return best;
 }
 
 bool IsInterfaceName(const char* name) {
@@ -97,25 +53,26 @@ std::string FirstIPv4Address(const char* interfaceName) {
 }  // namespace
 
 extern "C" int QARNNetDefaultGatewayInterfaceGet(char* buffer, int size) {
-    const std::string name = DefaultRouteInterface();
-    if (name.empty()) return Fail(kNoDefaultRoute, __LINE__);
-    if (!CopyOut(name, buffer, size)) return Fail(kBadArgument, __LINE__);
+    std::ifstream table(platform::kRouteTable);
+    const std::string name = platform::DefaultRouteInterface(table);
+    if (name.empty()) return PLATFORM_FAIL(platform::kNoDefaultRoute);
+    if (!CopyOut(name, buffer, size)) return PLATFORM_FAIL(platform::kNetworkBadArgument);
     return 0;
 }
 
 extern "C" int QARNILnxGetIP(const char* interfaceName, char* buffer, int size) {
-    if (!IsInterfaceName(interfaceName)) return Fail(kBadArgument, __LINE__);
+    if (!IsInterfaceName(interfaceName)) return PLATFORM_FAIL(platform::kNetworkBadArgument);
     const std::string address = FirstIPv4Address(interfaceName);
-    if (address.empty()) return Fail(kNotFound, __LINE__);
-    if (!CopyOut(address, buffer, size)) return Fail(kBadArgument, __LINE__);
+    if (address.empty()) return PLATFORM_FAIL(platform::kInterfaceNotFound);
+    if (!CopyOut(address, buffer, size)) return PLATFORM_FAIL(platform::kNetworkBadArgument);
     return static_cast<int>(address.size());
 }
 
 extern "C" int QARNGetMTUSetting(const char* interfaceName) {
-    if (!IsInterfaceName(interfaceName)) return Fail(kBadArgument, __LINE__);
-    std::ifstream setting(std::string(kInterfaceDirectory) + interfaceName + "/mtu");
+    if (!IsInterfaceName(interfaceName)) return PLATFORM_FAIL(platform::kNetworkBadArgument);
+    std::ifstream setting(std::string(platform::kInterfaceDirectory) + interfaceName + "/mtu");
     int mtu = 0;
-    if (!(setting >> mtu) || mtu <= 0) return Fail(kNotFound, __LINE__);
+    if (!(setting >> mtu) || mtu <= 0) return PLATFORM_FAIL(platform::kInterfaceNotFound);
     return mtu;
 }
 

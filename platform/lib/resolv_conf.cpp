@@ -2,10 +2,12 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "parsers.hpp"
+#include "platform_error.hpp"
+#include "platform_paths.hpp"
 #include "qarn.h"
 #include "text_file.hpp"
 
@@ -14,23 +16,7 @@ using platform::ReplaceFile;
 
 namespace {
 
-enum ResolvConfError { kBadArgument = 0x310, kReadFailed = 0x311, kWriteFailed = 0x312 };
-
-const char kResolvConf[] = "/etc/resolv.conf";
 const char kNameserver[] = "nameserver";
-
-int Fail(int code, int line) {
-    QLIBCErrSetEx(code, __FILE_NAME__, line);
-    return -1;
-}
-
-// The address of a "nameserver ADDRESS" line; empty for any other line.
-std::string NameserverOf(const std::string& line) {
-    std::istringstream words(line);
-    std::string keyword, address;
-    if (!(words >> keyword >> address) || keyword != kNameserver) return "";
-    return address;
-}
 
 // Whole comma-separated entries that fit into size - 1 characters.
 std::string JoinWithin(const std::vector<std::string>& servers, size_t limit) {
@@ -65,7 +51,7 @@ std::vector<std::string> ReplaceNameservers(const std::vector<std::string>& line
         inserted = true;
     };
     for (const std::string& line : lines) {
-        if (NameserverOf(line).empty()) {
+        if (platform::NameserverOf(line).empty()) {
             result.push_back(line);
         } else if (!inserted) {
             insertServers();
@@ -77,8 +63,8 @@ std::vector<std::string> ReplaceNameservers(const std::vector<std::string>& line
 
 // The file that /etc/resolv.conf names, following a symbolic link.
 std::string TargetPath() {
-    char* resolved = realpath(kResolvConf, nullptr);
-    if (resolved == nullptr) return kResolvConf;
+    char* resolved = realpath(platform::kResolvConfFile, nullptr);
+    if (resolved == nullptr) return platform::kResolvConfFile;
     std::string path = resolved;
     free(resolved);
     return path;
@@ -87,35 +73,35 @@ std::string TargetPath() {
 }  // namespace
 
 extern "C" int QARNNetDNSGet(char* buffer, int size) {
-    if (buffer == nullptr || size <= 0) return Fail(kBadArgument, __LINE__);
+    if (buffer == nullptr || size <= 0) return PLATFORM_FAIL(platform::kResolvConfBadArgument);
     std::vector<std::string> lines;
-    if (!ReadLines(kResolvConf, &lines)) return Fail(kReadFailed, __LINE__);
+    if (!ReadLines(platform::kResolvConfFile, &lines)) return PLATFORM_FAIL(platform::kReadFailed);
     std::vector<std::string> servers;
     for (const std::string& line : lines) {
-        const std::string server = NameserverOf(line);
+        const std::string server = platform::NameserverOf(line);
         if (!server.empty()) servers.push_back(server);
     }
     const std::string joined = JoinWithin(servers, static_cast<size_t>(size) - 1);
-    if (joined.empty()) return Fail(kReadFailed, __LINE__);
+    if (joined.empty()) return PLATFORM_FAIL(platform::kReadFailed);
     memcpy(buffer, joined.c_str(), joined.size() + 1);
     return 0;
 }
 
 extern "C" int QARNNetDNSListSet(const QLIBC_SZLIST* servers) {
-    if (servers == nullptr) return Fail(kBadArgument, __LINE__);
+    if (servers == nullptr) return PLATFORM_FAIL(platform::kResolvConfBadArgument);
     std::vector<std::string> entries;
     for (int i = 0; i < QLIBCSzListCount(servers); ++i) {
         const char* entry = QLIBCSzListGet(servers, i);
-        if (!IsSafeEntry(entry)) return Fail(kBadArgument, __LINE__);
+        if (!IsSafeEntry(entry)) return PLATFORM_FAIL(platform::kResolvConfBadArgument);
         entries.push_back(entry);
     }
     const std::string path = TargetPath();
     std::vector<std::string> lines;
     if (!ReadLines(path, &lines) && QLIBCFileExist(path.c_str())) {
-        return Fail(kReadFailed, __LINE__);
+        return PLATFORM_FAIL(platform::kReadFailed);
     }
     if (!ReplaceFile(path, ReplaceNameservers(lines, entries))) {
-        return Fail(kWriteFailed, __LINE__);
+        return PLATFORM_FAIL(platform::kWriteFailed);
     }
     return 0;
 }

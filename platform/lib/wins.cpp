@@ -1,15 +1,14 @@
 // Domain membership as Samba's configuration states it.
 #include <strings.h>
 
+#include "platform_paths.hpp"
 #include "qarn.h"
 
 namespace {
 
-const char kSmbConf[] = "/etc/samba/smb.conf";
-
 bool SmbConfValueIs(const char* key, const char* expected) {
     char value[64];
-    return QLIBCFileGetKeyValue(kSmbConf, key, value, sizeof(value), 0) > 0 &&
+    return QLIBCFileGetKeyValue(platform::kSmbConfFile, key, value, sizeof(value), 0) > 0 &&
            strcasecmp(value, expected) == 0;
 }
 

@@ -81,14 +81,14 @@ class UserKinitTest : public testing::TestWithParam<KinitCase> {};
 TEST_P(UserKinitTest, TicketForTheUser) {
     const KinitCase& c = GetParam();
     Sandbox::WriteFile(kKrb5Conf, "kept\n");
-    WriteFakeTool("/usr/bin/klist", c.klist);
-    WriteFakeTool("/usr/bin/kinit",
-                  std::string("read password; echo \"$password\" > /tmp/pw\n") + c.kinit);
+    Sandbox::WriteFakeTool("/usr/bin/klist", c.klist);
+    Sandbox::WriteFakeTool("/usr/bin/kinit",
+                           std::string("read password; echo \"$password\" > /tmp/pw\n") + c.kinit);
     DomainFixture fixture(ParseJson(c.params));
     EXPECT_EQ(fixture.probe.Kinit(false), c.expected);
     EXPECT_EQ(Sandbox::Exists("/tmp/kinit.args"), c.askedForTicket);
     if (c.askedForTicket) {
-        EXPECT_EQ(ToolArgs("kinit"), "alice@EXAMPLE.TEST\n");
+        EXPECT_EQ(Sandbox::FakeToolArgs("kinit"), "alice@EXAMPLE.TEST\n");
         EXPECT_EQ(Sandbox::ReadFile("/tmp/pw"), "s3cret\n");
     }
 }
@@ -131,10 +131,10 @@ TEST_P(MachineKinitTest, TicketForTheMachineAccount) {
     const MachineKinitCase& c = GetParam();
     SetSecurity("ads", "\trealm = example.test\n");
     Sandbox::WriteFile(kKrb5Conf, "kept\n");
-    WriteFakeTool("/usr/local/bin/net", c.net);
+    Sandbox::WriteFakeTool("/usr/local/bin/net", c.net);
     DomainFixture fixture(ParseJson(c.params));
     EXPECT_EQ(fixture.probe.Kinit(false), c.expected);
-    EXPECT_EQ(ToolArgs("net"), c.arguments);
+    EXPECT_EQ(Sandbox::FakeToolArgs("net"), c.arguments);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -170,7 +170,7 @@ TEST_P(AuthOptionTest, OptionsOfTheSambaTools) {
     SetSecurity(c.security, "\tworkgroup = EXAMPLE\n");
     Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", "Workgroup=CORP\n");
     Sandbox::WriteFile(kKrb5Conf, "kept\n");
-    WriteFakeTool("/usr/bin/klist", "echo 'Default principal: alice@EXAMPLE.TEST'");
+    Sandbox::WriteFakeTool("/usr/bin/klist", "echo 'Default principal: alice@EXAMPLE.TEST'");
     DomainFixture fixture(ParseJson(c.params));
     fixture.probe.SetAuthMethod(c.method);
     Strings argv;

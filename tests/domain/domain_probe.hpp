@@ -34,18 +34,6 @@ inline void SetSecurity(const std::string& security, const std::string& more = "
     Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n\tsecurity = " + security + "\n" + more);
 }
 
-// A fake "/usr/local/bin/net" (or another tool) recording its arguments to /tmp/<name>.args.
-inline void WriteFakeTool(const std::string& path, const std::string& body) {
-    std::string name = path.substr(path.rfind('/') + 1);
-    Sandbox::WriteScript(path, "printf '%s\\n' \"$*\" >> /tmp/" + name + ".args\n" + body);
-}
-
-// Empty when the tool did not run.
-inline std::string ToolArgs(const std::string& name) {
-    const std::string path = "/tmp/" + name + ".args";
-    return Sandbox::Exists(path) ? Sandbox::ReadFile(path) : "";
-}
-
 // An empty text expects nothing.
 inline void ExpectLogged(const char* text) {
     if (text[0] != '\0') {

@@ -79,7 +79,7 @@ class RunNetSearchKeyTest : public testing::TestWithParam<SearchCase> {};
 
 TEST_P(RunNetSearchKeyTest, RepliesAndValues) {
     const SearchCase& c = GetParam();
-    WriteFakeTool("/usr/local/bin/net", c.net);
+    Sandbox::WriteFakeTool("/usr/local/bin/net", c.net);
     DomainFixture fixture(ParseJson(R"({"username": "EX\\admin", "password": "pw"})"));
     fixture.probe.SetNetFilter(c.filter);
     fixture.probe.SetNetServer(c.server);
@@ -134,7 +134,7 @@ class RunSmbclientTest : public testing::TestWithParam<SmbCase> {};
 TEST_P(RunSmbclientTest, EveryControllerIsTried) {
     const SmbCase& c = GetParam();
     SetSecurity(c.security);
-    WriteFakeTool("/usr/local/bin/smbclient", c.smbclient);
+    Sandbox::WriteFakeTool("/usr/local/bin/smbclient", c.smbclient);
     Json::Value params = ParseJson(R"({"username": "EX\\admin", "password": "pw"})");
     params["dc_ips"] = c.dcIPs;
     DomainFixture fixture(params);
@@ -172,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<SmbCase>& info) { return info.param.name; });
 
 TEST(RunSmbclient, CommandLine) {
-    WriteFakeTool("/usr/local/bin/smbclient", "exit 0");
+    Sandbox::WriteFakeTool("/usr/local/bin/smbclient", "exit 0");
     DomainFixture fixture(ParseJson(R"({"username": "EX\\admin", "password": "pw",
                                         "dc_ips": "192.0.2.10,,192.0.2.11"})"));
     fixture.probe.SetDebugLevel(2);
@@ -181,7 +181,7 @@ TEST(RunSmbclient, CommandLine) {
     ErrorSeverity severity = kCodeOnly;
     ErrorCode err = kNoError;
     EXPECT_TRUE(fixture.probe.RunSmbclient(severity, err, 5));
-    EXPECT_EQ(ToolArgs("smbclient"),
+    EXPECT_EQ(Sandbox::FakeToolArgs("smbclient"),
               "-d2 -U EX\\admin%pw -c ls //192.0.2.10/sysvol\n"
               "-d2 -U EX\\admin%pw -c ls //192.0.2.11/sysvol\n");
 }
@@ -210,8 +210,8 @@ TEST_P(GetGPOTest, TemplateOverKerberosThenNTLM) {
     const PolicyCase& c = GetParam();
     SetSecurity("ads", "\trealm = example.test\n");
     Sandbox::WriteFile("/etc/krb5.conf", "kept\n");
-    WriteFakeTool("/usr/local/bin/net", kNetInfo);
-    WriteFakeTool("/usr/local/bin/smbclient", c.smbclient);
+    Sandbox::WriteFakeTool("/usr/local/bin/net", kNetInfo);
+    Sandbox::WriteFakeTool("/usr/local/bin/smbclient", c.smbclient);
     DomainFixture fixture(ParseJson(R"({"dc_ips": "192.0.2.10"})"));
     Strings lines;
     EXPECT_EQ(fixture.probe.GetGPO("{31B2F340-016D-11D2-945F-00C04FB984F9}", lines), c.result);
@@ -229,12 +229,12 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(GetGPO, RemotePathAndJoinRequired) {
     SetSecurity("ads", "\trealm = example.test\n");
     Sandbox::WriteFile("/etc/krb5.conf", "kept\n");
-    WriteFakeTool("/usr/local/bin/net", kNetInfo);
-    WriteFakeTool("/usr/local/bin/smbclient", PolicyServer("-k"));
+    Sandbox::WriteFakeTool("/usr/local/bin/net", kNetInfo);
+    Sandbox::WriteFakeTool("/usr/local/bin/smbclient", PolicyServer("-k"));
     DomainFixture fixture(ParseJson(R"({"dc_ips": "192.0.2.10"})"));
     Strings lines;
     fixture.probe.GetGPO("{ID}", lines);
-    EXPECT_EQ(ToolArgs("smbclient"),
+    EXPECT_EQ(Sandbox::FakeToolArgs("smbclient"),
               "-d0 -k -c get \"EXAMPLE.TEST\\Policies\\{ID}\\MACHINE\\Microsoft\\Windows NT"
               "\\SecEdit\\GptTmpl.inf\" /tmp/GptTmpl.inf //dc1.example.test/sysvol\n");
     SetSecurity("user");

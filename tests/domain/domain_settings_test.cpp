@@ -57,12 +57,12 @@ class ControllerLookupTest : public testing::TestWithParam<LookupCase> {};
 TEST_P(ControllerLookupTest, Finds) {
     const LookupCase& c = GetParam();
     Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + c.smbConf);
-    if (c.net) WriteFakeTool(kNet, c.net);
+    if (c.net) Sandbox::WriteFakeTool(kNet, c.net);
     DomainFixture fixture(ParseJson(c.params));
     ErrorCode err = kConnectionReset;
     EXPECT_EQ(c.lookup(fixture.probe, err), c.expected);
     EXPECT_EQ(err, c.err);
-    EXPECT_EQ(ToolArgs("net"), c.netArgs);
+    EXPECT_EQ(Sandbox::FakeToolArgs("net"), c.netArgs);
     ExpectLogged(c.logged);
 }
 
@@ -168,15 +168,15 @@ TEST_P(WorkgroupTest, NetBIOSName) {
     const WorkgroupCase& c = GetParam();
     SetSecurity(c.security, "\tworkgroup = EXAMPLE\n");
     Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", c.recorded);
-    WriteFakeTool(kNet,
-                  "case \"$2\" in\n"
-                  "lookup) echo 'Information for Domain Controller: 192.0.2.10';"
-                  " echo 'Pre-Win2k Domain: STALE';;\n"
-                  "workgroup) echo 'Workgroup: CORP';;\n"
-                  "esac");
+    Sandbox::WriteFakeTool(kNet,
+                           "case \"$2\" in\n"
+                           "lookup) echo 'Information for Domain Controller: 192.0.2.10';"
+                           " echo 'Pre-Win2k Domain: STALE';;\n"
+                           "workgroup) echo 'Workgroup: CORP';;\n"
+                           "esac");
     DomainFixture fixture(ParseJson(R"({"server_address": "corp.test"})"));
     EXPECT_EQ(fixture.probe.GetWorkgroup(c.refresh), c.expected);
-    EXPECT_EQ(ToolArgs("net"), c.netArgs);
+    EXPECT_EQ(Sandbox::FakeToolArgs("net"), c.netArgs);
 }
 
 const char kLookedUp[] = "ads lookup --realm CORP.TEST -d0\nads workgroup -S 192.0.2.10 -d0\n";
@@ -209,7 +209,7 @@ class DomainAnswerTest : public testing::TestWithParam<AnswerCase> {};
 TEST_P(DomainAnswerTest, Answers) {
     const AnswerCase& c = GetParam();
     SetSecurity(c.security);
-    WriteFakeTool(kNet, c.net);
+    Sandbox::WriteFakeTool(kNet, c.net);
     DnsServer dns("example.test");
     dns.AddHost("dc1.example.test", {"192.0.2.10"});
     AddControllerSRV(dns, "kerberos", "srv.example.test", "dc1.example.test");
@@ -219,7 +219,7 @@ TEST_P(DomainAnswerTest, Answers) {
     QARN::APIResponse response = CallEntry(c.entry, ParseJson(c.params));
     EXPECT_EQ(response.GetErrorCode(), c.code);
     EXPECT_EQ(response.GetData(), ParseJson(c.data));
-    EXPECT_EQ(ToolArgs("net"), c.netArgs);
+    EXPECT_EQ(Sandbox::FakeToolArgs("net"), c.netArgs);
 }
 
 const auto kCheck = CheckServerAddress_v1;

@@ -8,7 +8,6 @@
 #include "net_lab.hpp"
 #include "sandbox.hpp"
 #include "tcp_listener.hpp"
-#include "tool_override.hpp"
 #include "util.hpp"
 
 namespace {
@@ -154,7 +153,7 @@ TEST(MTUTest, Answers) {
 
 TEST(MTUTest, BrokenPingIsAnInternalFailure) {
     NetLab lab;
-    ToolOverride ping("/usr/bin/ping", "exit 2");
+    Sandbox::WriteFakeTool("/usr/bin/ping", "exit 2");
     ExpectAnswer(CallEntry(TestMTU_v1, ParseJson(R"({"test_ip": ["10.20.0.2"]})"), 2), 502,
                  Json::Value());
 }
@@ -210,7 +209,7 @@ TEST(HostnameConflict, ToolOutputEdges) {
     Sandbox::Remove("/usr/qarn/sbin/qarnwin");
     ExpectAnswer(CallEntry(TestHostnameConflict_v1, Param("server_address", "ex.test")), 502,
                  Json::Value());
-    ToolOverride silent("/usr/qarn/sbin/qarnwin", "exit 0");
+    Sandbox::WriteFakeTool("/usr/qarn/sbin/qarnwin", "exit 0");
     ExpectAnswer(CallEntry(TestHostnameConflict_v1, Param("server_address", "ex.test")), 502,
                  Json::Value());
 }

@@ -6,7 +6,6 @@
 #include "call.hpp"
 #include "dns_server.hpp"
 #include "sandbox.hpp"
-#include "tool_override.hpp"
 
 namespace {
 
@@ -171,9 +170,9 @@ TEST_F(CommonDnsTest, SRVTargetNeedsBothServices) {
 
 TEST_F(CommonDnsTest, SRVTargetPostTakesSambasLookup) {
     Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\nrealm = EX.TEST\n");
-    ToolOverride net("/usr/local/bin/net",
-                     "[ \"$2\" = kdc ] && echo 192.0.2.10:88 && echo 192.0.2.11:88\n"
-                     "[ \"$2\" = ldap ] && echo 192.0.2.10:389\nexit 0");
+    Sandbox::WriteFakeTool("/usr/local/bin/net",
+                           "[ \"$2\" = kdc ] && echo 192.0.2.10:88 && echo 192.0.2.11:88\n"
+                           "[ \"$2\" = ldap ] && echo 192.0.2.10:389\nexit 0");
     ExpectAnswer(CallEntry(TestSRVTargetPost_v1, ParseJson(R"({"srv": {}})")), 0,
                  ParseJson(R"({"srv_target_ip": {"kerberos": ["192.0.2.10", "192.0.2.11"],
                                                  "ldap": ["192.0.2.10"]},
@@ -182,7 +181,7 @@ TEST_F(CommonDnsTest, SRVTargetPostTakesSambasLookup) {
 
 TEST_F(CommonDnsTest, SRVTargetPostChecksConfiguredDCsOnTheDNSPath) {
     m_server.Start();
-    ToolOverride net("/usr/local/bin/net", "exit 1");
+    Sandbox::WriteFakeTool("/usr/local/bin/net", "exit 1");
     Sandbox::WriteFile("/etc/samba/smb.conf",
                        "[global]\nrealm = EX.TEST\npassword server = dc1.ex.test, 192.0.2.99, *\n");
     const Json::Value params =

@@ -5,36 +5,8 @@
 #include "call.hpp"
 #include "dns_server.hpp"
 #include "sandbox.hpp"
-#include "tool_override.hpp"
 
 namespace {
-
-struct AnswerCase {
-    const char* line;
-    const char* prefix;
-    bool found;
-    const char* value;
-};
-
-class ExtractAnswerTest : public testing::TestWithParam<AnswerCase> {};
-
-TEST_P(ExtractAnswerTest, PicksTheValue) {
-    std::string value = "untouched";
-    EXPECT_EQ(DnsResolver::ExtractAnswer(GetParam().line, GetParam().prefix, &value),
-              GetParam().found);
-    EXPECT_EQ(value, GetParam().value);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Lines, ExtractAnswerTest,
-    testing::Values(AnswerCase{"Address: 192.0.2.10", "Address: ", true, "192.0.2.10"},
-                    AnswerCase{"Address:\t127.0.0.2#53", "Address: ", false, "untouched"},
-                    AnswerCase{"_ldap._tcp.ex.test\tservice = 0 100 389 dc1.ex.test.",
-                               "service = ", true, "dc1.ex.test."},
-                    AnswerCase{"ex.test\tnameserver = ns1.ex.test.", "nameserver = ", true,
-                               "ns1.ex.test."},
-                    AnswerCase{"Address: 192.0.2.10 ", "Address: ", true, ""},
-                    AnswerCase{"Address: ", "Address: ", true, ""}));
 
 class DnsResolverTest : public testing::Test {
   protected:
@@ -116,7 +88,7 @@ TEST(DnsResolverSetting, UnreadableSystemSettingIsAnUnreachableServer) {
 TEST(DnsResolverTool, FailedRunGivesNoAnswerEvenWithAnswerLines) {
     DnsServer server("ex.test");
     server.Start();
-    ToolOverride nslookup("/usr/bin/nslookup", "echo 'Address: 192.0.2.99'\nexit 1");
+    Sandbox::WriteFakeTool("/usr/bin/nslookup", "echo 'Address: 192.0.2.99'\nexit 1");
     DnsResolver resolver;
     resolver.SetDNS(DnsServer::kAddress);
     resolver.SetDomainName("dc1.ex.test");

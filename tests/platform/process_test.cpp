@@ -6,6 +6,7 @@
 #include "qarn.h"
 #include "qlibc.h"
 #include "sandbox.hpp"
+#include "spawn.hpp"
 
 namespace {
 
@@ -62,6 +63,33 @@ TEST(Exec, ReturnsTheExitStatus) {
 TEST(Exec, SignalledProgramIsNegative) {
     Sandbox::WriteScript(kScript, "kill -9 $$");
     EXPECT_LT(QLIBCExec(kScript, nullptr, nullptr, nullptr, nullptr), 0);
+}
+
+TEST(Spawn, EveryEndAndBound) {
+    using Kind = platform::RunResult::Kind;
+    Sandbox::WriteScript(kScript,
+                         "read x; echo \"$x$x\"; case $x in kill) kill -9 $$;; "
+                         "sleep) sleep 5;; quiet) exec >&- 2>&-; sleep 5;; esac; exit 4");
+    struct Case {
+        const char* input;
+        platform::Limits limits;
+        Kind kind;
+        int value;
+        const char* output;
+    } cases[] = {{"ab\n", {}, Kind::kExited, 4, "abab\n"},
+                 {"ab\n", {0, 3}, Kind::kExited, 4, "aba"},
+                 {"kill\n", {}, Kind::kSignaled, 9, "killkill\n"},
+                 {"sleep\n", {1, 0}, Kind::kTimedOut, 0, "sleepsleep\n"},
+                 {"quiet\n", {1, 0}, Kind::kTimedOut, 0, "quietquiet\n"}};
+    for (const Case& c : cases) {
+        std::string output;
+        platform::RunResult result = platform::Run({kScript}, c.input, output, c.limits);
+        EXPECT_EQ(result.kind, c.kind) << c.input;
+        EXPECT_EQ(result.value, c.value) << c.input;
+        EXPECT_EQ(output, c.output) << c.input;
+    }
+    std::string output;
+    EXPECT_EQ(platform::Run({"/nonexistent"}, "", output).kind, Kind::kNotStarted);
 }
 
 TEST(Kinit, PasswordGoesOnStdinAndAToolThatStopsReadingDoesNotHurt) {

@@ -228,6 +228,16 @@ void Sandbox::WriteScript(const std::string& path, const std::string& body) {
     WriteFile(path, "#!/bin/sh\n" + body + "\n", 0755);
 }
 
+void Sandbox::WriteFakeTool(const std::string& path, const std::string& body) {
+    std::string name = path.substr(path.rfind('/') + 1);
+    WriteScript(path, "printf '%s\\n' \"$*\" >> /tmp/" + name + ".args\n" + body);
+}
+
+std::string Sandbox::FakeToolArgs(const std::string& name) {
+    const std::string path = "/tmp/" + name + ".args";
+    return Exists(path) ? ReadFile(path) : "";
+}
+
 void Sandbox::Link(const std::string& target, const std::string& path) {
     MakeDirectories(path.substr(0, path.rfind('/')));
     unlink(path.c_str());

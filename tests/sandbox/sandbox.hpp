@@ -24,6 +24,11 @@ class Sandbox {
     static void WriteFile(const std::string& path, const std::string& content, mode_t mode = 0644);
     // An executable "#!/bin/sh" script with body.
     static void WriteScript(const std::string& path, const std::string& body);
+    // A fake program: appends its arguments ("$*", a line a run) to /tmp/NAME.args, NAME being
+    // the path's last part, then runs body.
+    static void WriteFakeTool(const std::string& path, const std::string& body);
+    // The arguments the fake NAME ran with, a line a run; empty when it did not run.
+    static std::string FakeToolArgs(const std::string& name);
     static void Link(const std::string& target, const std::string& path);
     static void Remove(const std::string& path);
     static std::string ReadFile(const std::string& path);

@@ -246,13 +246,5 @@ TEST(NetFrontServer, NameAskedFor) {
     EXPECT_FALSE(IsRequestedServer("dc1.other.test", {}, "", "dc1.example.test"));
 }
 
-TEST(NetFrontServer, AddressLiterals) {
-    EXPECT_TRUE(IsAddressLiteral("192.0.2.10"));
-    EXPECT_TRUE(IsAddressLiteral("::1"));
-    EXPECT_FALSE(IsAddressLiteral("dc1.example.test"));
-    EXPECT_FALSE(IsAddressLiteral("192.0.2"));
-    EXPECT_FALSE(IsAddressLiteral(""));
-}
-
 }  // namespace
 }  // namespace netfront

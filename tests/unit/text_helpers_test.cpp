@@ -19,12 +19,6 @@ TEST(StripWhitespaces, RemovesBlanksAndQuotesAtBothEnds) {
     }
 }
 
-TEST(ToLower, OnlyAsciiCapitalsChange) {
-    std::string text = "AbC-Ünï-Z9";
-    EXPECT_EQ(ToLower(text), "abc-Ünï-z9");
-    EXPECT_EQ(text, "abc-Ünï-z9");
-}
-
 TEST(SplitString, FollowsTheStreamLineReader) {
     auto keepNonEmpty = [](std::string& piece) {
         StripWhitespaces(piece);
@@ -66,11 +60,6 @@ TEST(FileLoadKeyValues, IncludeCyclesEnd) {
     Sandbox::WriteFile("/tmp/a.conf", "a = 1\ninclude = /tmp/b.conf\n");
     Sandbox::WriteFile("/tmp/b.conf", "b = 2\ninclude = /tmp/a.conf\ninclude = /tmp/b.conf\n");
     EXPECT_EQ(LoadFile("/tmp/a.conf"), (KeyValueMap{{"a", "1"}, {"b", "2"}}));
-}
-
-TEST(FileLoadKeyValues, StreamNotOpenGivesNothing) {
-    std::ifstream closed;
-    EXPECT_TRUE(FileLoadKeyValues(closed).empty());
 }
 
 std::string Utf16LE(const std::u16string& text) {

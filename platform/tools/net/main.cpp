@@ -7,7 +7,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,8 +17,12 @@
 
 #include "line_reader.hpp"
 #include "net_front.hpp"
+#include "spawn.hpp"
 
 namespace {
+
+// Exit status when the system's net cannot run, as a shell reports it.
+const int kCannotRun = 127;
 
 volatile sig_atomic_t gChild = 0;
 
@@ -33,13 +36,6 @@ void InstallForwarding() {
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
     for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) sigaction(signal, &action, nullptr);
-}
-
-std::vector<char*> ArgvOf(const std::vector<std::string>& args) {
-    std::vector<char*> argv;
-    for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
-    argv.push_back(nullptr);
-    return argv;
 }
 
 void WriteAll(int fd, const std::string& text) {
@@ -60,47 +56,21 @@ void ReportCannotRun() {
     std::fprintf(stderr, "net: cannot run %s: %s\n", netfront::kSystemNet, std::strerror(errno));
 }
 
-// Exit status of the front for a child's wait status.
-int ExitCode(int status) {
-    if (WIFEXITED(status)) return WEXITSTATUS(status);
-    if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
-    return 255;
+// Starts `args` with stdout (and stderr when `withErrors`) on pipes; signals reach it.
+platform::Child Start(const std::vector<std::string>& args, bool withErrors) {
+    platform::Child child =
+        platform::Child::Start(netfront::kSystemNet, args,
+                               {platform::Stream::kInherit, platform::Stream::kPipe,
+                                withErrors ? platform::Stream::kPipe : platform::Stream::kInherit});
+    if (child.started()) gChild = child.pid();
+    return child;
 }
 
-// Starts `args` with stdout (and stderr when `errFd` is wanted) on pipes. Returns the pid.
-pid_t Start(const std::vector<std::string>& args, int* outFd, int* errFd) {
-    int out[2] = {-1, -1}, err[2] = {-1, -1};
-    if (pipe(out) != 0 || (errFd != nullptr && pipe(err) != 0)) return -1;
-    std::vector<char*> argv = ArgvOf(args);
-    pid_t pid = fork();
-    if (pid < 0) return -1;
-    if (pid == 0) {
-        dup2(out[1], STDOUT_FILENO);
-        if (errFd != nullptr) dup2(err[1], STDERR_FILENO);
-        for (int fd : {out[0], out[1], err[0], err[1]}) {
-            if (fd > STDERR_FILENO) close(fd);
-        }
-        execv(netfront::kSystemNet, argv.data());
-        ReportCannotRun();
-        _exit(127);
-    }
-    gChild = pid;
-    close(out[1]);
-    *outFd = out[0];
-    if (errFd != nullptr) {
-        close(err[1]);
-        *errFd = err[0];
-    }
-    return pid;
-}
-
-int Wait(pid_t pid) {
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0) {
-        if (errno != EINTR) return 255;
-    }
+// Exit status of the front for the child's end.
+int Wait(platform::Child& child) {
+    int code = child.Wait().ShellStatus(255);
     gChild = 0;
-    return ExitCode(status);
+    return code;
 }
 
 std::vector<std::string> AddressesOf(const std::string& host);
@@ -108,14 +78,13 @@ std::vector<std::string> AddressesOf(const std::string& host);
 // "net ads info": the system's net with its output keys rewritten; stderr passes untouched. With
 // -S, an answer from another controller than the one asked for is a failure.
 int RunAdsInfo(const std::vector<std::string>& args, const netfront::ParsedArgs& parsed) {
-    int outFd = -1;
-    pid_t pid = Start(netfront::PinnedInfoArgs(args, parsed), &outFd, nullptr);
-    if (pid < 0) {
+    platform::Child child = Start(netfront::PinnedInfoArgs(args, parsed), false);
+    if (!child.started()) {
         ReportCannotRun();
-        return 255;
+        return kCannotRun;
     }
     std::string output, contactedAddress, contactedName;
-    netfront::LineReader reader(outFd);
+    netfront::LineReader reader(child.TakeOut());
     while (reader.Read([&](const std::string& line, bool newline) {
         std::string address = netfront::InfoValue(line, "LDAP server");
         if (!address.empty()) contactedAddress = address;
@@ -125,7 +94,7 @@ int RunAdsInfo(const std::vector<std::string>& args, const netfront::ParsedArgs&
         output += newline ? text + "\n" : text;
     })) {
     }
-    int code = Wait(pid);
+    int code = Wait(child);
     if (code == 0 && !parsed.json &&
         !netfront::IsRequestedServer(parsed.server, AddressesOf(parsed.server), contactedAddress,
                                      contactedName)) {
@@ -176,15 +145,14 @@ int RunAdsAuth(const netfront::ParsedArgs& parsed) {
                      error.c_str());
         return 255;
     }
-    int outFd = -1, errFd = -1;
-    pid_t pid = Start(plan.argv, &outFd, &errFd);
-    if (pid < 0) {
+    platform::Child child = Start(plan.argv, true);
+    if (!child.started()) {
         ReportCannotRun();
-        return 255;
+        return kCannotRun;
     }
     std::string contactedAddress, contactedName;
     std::vector<std::string> failureLines;
-    netfront::LineReader out(outFd), err(errFd);
+    netfront::LineReader out(child.TakeOut()), err(child.TakeErr());
     while (out.open() || err.open()) {
         struct pollfd fds[2];
         int count = 0;
@@ -213,7 +181,7 @@ int RunAdsAuth(const netfront::ParsedArgs& parsed) {
             }
         }
     }
-    int code = Wait(pid);
+    int code = Wait(child);
 
     std::string method = plan.method.empty() ? "default" : plan.method;
     std::string target = plan.server.empty() ? "the domain" : plan.server;
@@ -264,5 +232,5 @@ int main(int argc, char** argv) {
     }
     execv(netfront::kSystemNet, argv);
     ReportCannotRun();
-    return 127;
+    return kCannotRun;
 }

@@ -1,0 +1,79 @@
+#include "tool_output.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "fixture.hpp"
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+TEST(ToolOutput, ArpingRepliers) {
+    for (auto [fixture, repliers] : {std::pair<const char*, size_t>{"arping_none.txt", 0},
+                                     {"arping_one.txt", 1},
+                                     {"arping_two.txt", 2}}) {
+        EXPECT_EQ(CountRepliers(FixtureLines(fixture)), repliers) << fixture;
+    }
+}
+
+TEST(ToolOutput, NetLookupAddresses) {
+    Json::Value expected;
+    expected.append("192.0.2.10");
+    EXPECT_EQ(NetLookupAddresses(FixtureLines("net_lookup_kdc.txt")), expected);
+    EXPECT_EQ(NetLookupAddresses(FixtureLines("net_lookup_ldap.txt")), expected);
+}
+
+TEST(ToolOutput, NslookupAnswers) {
+    struct Case {
+        const char* fixture;
+        const char* prefix;
+        Strings answers;
+    } cases[] = {{"nslookup_a.txt", "Address: ", {"192.0.2.10"}},
+                 {"nslookup_srv.txt", "service = ", {"dc1.example.test."}},
+                 {"nslookup_ns.txt", "nameserver = ", {"dc1.example.test."}}};
+    for (const Case& c : cases) {
+        Strings answers;
+        for (const std::string& line : FixtureLines(c.fixture)) {
+            std::string value;
+            if (ExtractAnswer(line, c.prefix, &value)) answers.push_back(value);
+        }
+        EXPECT_EQ(answers, c.answers) << c.fixture;
+    }
+}
+
+TEST(ToolOutput, RepliesLine) {
+    Strings counted;
+    int count = -1;
+    for (const std::string& line : FixtureLines("net_ads_search.txt")) {
+        if (IsRepliesLine(line)) counted.push_back(line);
+    }
+    ASSERT_EQ(counted, Strings{"Got 1 replies"});
+    EXPECT_TRUE(ReadReplyCount(counted[0], count));
+    EXPECT_EQ(count, 1);
+    EXPECT_FALSE(ReadReplyCount("Got many replies", count));
+}
+
+TEST(ToolOutput, OtherModuleProcesses) {
+    auto others = [](int self) {
+        Strings found;
+        for (const std::string& line : FixtureLines("ps.txt")) {
+            if (IsOtherModuleProcess(line, self)) found.push_back(line.substr(0, 5));
+        }
+        return found;
+    };
+    EXPECT_EQ(others(1), Strings{"14700"});
+    EXPECT_EQ(others(14700), Strings{});
+}
+
+TEST(ToolOutput, RealmKDCs) {
+    std::istringstream samba(Fixture("krb5.conf.EXAMPLE"));
+    std::unordered_set<std::string> kdcs;
+    EXPECT_TRUE(ReadRealmKDCs(samba, kdcs));
+    EXPECT_EQ(kdcs, std::unordered_set<std::string>{"192.0.2.10"});
+    std::istringstream noRealms("[libdefaults]\n\tkdc = 192.0.2.99\n");
+    EXPECT_FALSE(ReadRealmKDCs(noRealms, kdcs));
+}
+
+}  // namespace
