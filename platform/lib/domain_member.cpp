@@ -11,7 +11,7 @@
 #include "qarn.h"
 #include "smb_conf.hpp"
 #include "text_file.hpp"
-#include "tool_run.hpp"
+#include "spawn.hpp"
 
 namespace {
 
@@ -75,7 +75,7 @@ void MakePrivateDirectory() {
 bool RunNet(std::vector<std::string> args, std::string& output) {
     std::vector<std::string> argv{kTimeoutTool, kNetTimeLimit, kNet};
     argv.insert(argv.end(), args.begin(), args.end());
-    return RunTool(argv, "", output) == 0;
+    return platform::Run(argv, "", output).ExitedWith(0);
 }
 
 struct TrustedDomain {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "qarn.h"
-#include "tool_run.hpp"
+#include "spawn.hpp"
 
 namespace {
 
@@ -71,7 +71,7 @@ int Systemctl(const std::vector<std::string>& action, const char* service) {
     argv.insert(argv.end(), action.begin(), action.end());
     argv.push_back(unit);
     std::string output;
-    int status = RunTool(argv, "", output);
+    int status = platform::Run(argv, "", output).ExitStatus();
     if (status != 0) {
         syslog(LOG_ERR, "%s:%d systemctl %s %s: exit %d: %.200s", __FILE_NAME__, __LINE__,
                action.front().c_str(), unit.c_str(), status, output.c_str());
