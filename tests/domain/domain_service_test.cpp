@@ -14,7 +14,7 @@ const char kNet[] = "/usr/local/bin/net";
 void FreshTool(const std::string& path, const std::string& body) {
     Sandbox::Remove("/etc/samba/smb.conf");
     Sandbox::Remove("/tmp/" + path.substr(path.rfind('/') + 1) + ".args");
-    WriteFakeTool(path, body);
+    Sandbox::WriteFakeTool(path, body);
 }
 
 TEST(SyncDCTime, SucceedsWhateverTheToolDoes) {
@@ -22,7 +22,7 @@ TEST(SyncDCTime, SucceedsWhateverTheToolDoes) {
     FreshTool("/usr/qarn/sbin/qarnsyncdctime", "exit 1");
     ExpectAnswer(CallEntry(SyncDCTime_v1, domain), 0, Json::Value());
     ExpectAnswer(CallEntry(SyncDCTime_v1), 0, Json::Value());  // no domain: not run
-    EXPECT_EQ(ToolArgs("qarnsyncdctime"), "EXAMPLE.TEST\n");
+    EXPECT_EQ(Sandbox::FakeToolArgs("qarnsyncdctime"), "EXAMPLE.TEST\n");
     Sandbox::Remove("/usr/qarn/sbin/qarnsyncdctime");
     ExpectAnswer(CallEntry(SyncDCTime_v1, domain), 0, Json::Value());
     EXPECT_TRUE(Sandbox::Logged("qarnsyncdctime to \"EXAMPLE.TEST\" fail"));
@@ -34,13 +34,13 @@ TEST(TestKinit, MachineTicketRefusedForTheClock) {
     SetSecurity("ads", "\trealm = example.test\n");
     ExpectAnswer(CallEntry(TestKinit_v1), kClockSkewTooGreat,
                  ParseJson(R"({"isPlural": false, "level": 0})"));
-    EXPECT_EQ(ToolArgs("net"), "ads kerberos kinit -P -d0\n");
+    EXPECT_EQ(Sandbox::FakeToolArgs("net"), "ads kerberos kinit -P -d0\n");
 }
 
 TEST(CheckRODC, NoWritableKey) {
     FreshTool(kNet, "echo 'Is a PDC:   no'");
     ExpectAnswer(CallEntry(CheckRODC_v1), 0, Json::Value());
-    EXPECT_EQ(ToolArgs("net"), "ads lookup -s /etc/samba/smb.join.conf -d0\n");
+    EXPECT_EQ(Sandbox::FakeToolArgs("net"), "ads lookup -s /etc/samba/smb.join.conf -d0\n");
 }
 
 TEST(SmbAuthLocal, AccessDeniedOnAJoinedMemberIsAWarning) {
@@ -51,7 +51,7 @@ TEST(SmbAuthLocal, AccessDeniedOnAJoinedMemberIsAWarning) {
         kAccessDeniedAllDCsADServer,
         ParseJson(R"({"info": {"ip": "localhost", "service": "SMB"}, "isPlural": false,
                                "level": 1})"));
-    EXPECT_EQ(ToolArgs("smbclient"), "-U a@x%p -L localhost\n");
+    EXPECT_EQ(Sandbox::FakeToolArgs("smbclient"), "-U a@x%p -L localhost\n");
 }
 
 // NTLM refused but Kerberos accepted: the address passes, yet its NTLM failure stays in the
@@ -64,7 +64,7 @@ TEST(LdapAuth, AnAddressFailsOnlyWithBothMethods) {
                  kAuthFailed,
                  ParseJson(R"({"info": {"ip": "192.0.2.11"}, "isPlural": false, "level": 1})"));
     EXPECT_EQ(
-        ToolArgs("net"),
+        Sandbox::FakeToolArgs("net"),
         "ads auth -d1 -U a@x%p -S 192.0.2.10 ntlm\nads auth -d1 -U a@x%p -S 192.0.2.10 krb5\n"
         "ads auth -d1 -U a@x%p -S 192.0.2.11 ntlm\nads auth -d1 -U a@x%p -S 192.0.2.11 krb5\n");
 }
