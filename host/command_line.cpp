@@ -12,7 +12,8 @@ const char CommandLine::kUsage[] =
     "       dscheck [--module PATH] list\n"
     "       dscheck --help\n"
     "VALUE is taken as JSON when it parses as JSON, else as a string.\n"
-    "Exit status: 0 success, 1 error answer, 2 usage or dispatch error, 3 the method threw.\n";
+    "Exit status of call: 0 success, 1 error answer, 2 usage or dispatch error, 3 the method\n"
+    "threw.\n";
 
 namespace {
 
@@ -71,6 +72,18 @@ bool CommandLine::Parse(const std::vector<std::string>& words, std::string& erro
             return false;
         }
         if (word == "call") return ParseCall(words, i + 1, error);
+        static const std::pair<const char*, Command> kRunnerCommands[] = {
+            {"run", Command::kRun},
+            {"join", Command::kJoin},
+            {"history", Command::kHistory},
+            {"show", Command::kShow},
+            {"diff", Command::kDiff}};
+        for (const auto& runner : kRunnerCommands) {
+            if (word != runner.first) continue;
+            command = runner.second;
+            commandWords.assign(words.begin() + i + 1, words.end());
+            return true;
+        }
         error = "unknown word: " + word;
         return false;
     }
@@ -105,14 +118,15 @@ bool CommandLine::ParseCall(const std::vector<std::string>& words, size_t next,
             }
             for (const std::string& name : params.getMemberNames())
                 call.params[name] = params[name];
-        } else if (!ParseParameter(words[i], error)) {
+        } else if (!ParseNamedValue(words[i], call.params, error)) {
             return false;
         }
     }
     return true;
 }
 
-bool CommandLine::ParseParameter(const std::string& word, std::string& error) {
+bool CommandLine::ParseNamedValue(const std::string& word, Json::Value& values,
+                                  std::string& error) {
     size_t separator = word.find('=');
     if (separator == std::string::npos || separator == 0) {
         error = "parameters are NAME=VALUE: " + word;
@@ -121,6 +135,6 @@ bool CommandLine::ParseParameter(const std::string& word, std::string& error) {
     std::string text = word.substr(separator + 1);
     Json::Value value;
     if (!ParseJson(text, value)) value = text;
-    call.params[word.substr(0, separator)] = value;
+    values[word.substr(0, separator)] = value;
     return true;
 }

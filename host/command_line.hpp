@@ -1,4 +1,5 @@
-// The host's command line: global options, then "call", "list" or "--help".
+// The host's command line: global options, then "call", "list", "--help" or one of the
+// runner's commands ("run", "join", "history", "show", "diff") with the words after it.
 #pragma once
 
 #include <string>
@@ -8,18 +9,20 @@
 
 class CommandLine {
   public:
-    enum class Command { kHelp, kList, kCall };
+    enum class Command { kHelp, kList, kCall, kRun, kJoin, kHistory, kShow, kDiff };
 
     // False with a reason in error when the words do not form a command.
     bool Parse(const std::vector<std::string>& words, std::string& error);
+    // NAME=VALUE into values[NAME]; VALUE taken as JSON when it parses as JSON, else as text.
+    static bool ParseNamedValue(const std::string& word, Json::Value& values, std::string& error);
 
     Command command = Command::kHelp;
     std::string modulePath;  // empty: the module beside the host
     CallRequest call;
+    std::vector<std::string> commandWords;  // the words after a runner command
 
     static const char kUsage[];
 
   private:
     bool ParseCall(const std::vector<std::string>& words, size_t next, std::string& error);
-    bool ParseParameter(const std::string& word, std::string& error);
 };

@@ -10,6 +10,8 @@
 #include "command_line.hpp"
 #include "module.hpp"
 #include "request_dispatcher.hpp"
+#include "run_command.hpp"
+#include "system_paths.hpp"
 
 namespace {
 
@@ -54,6 +56,49 @@ int Call(const Module& module, const CallRequest& call) {
     return result.status;
 }
 
+RunCommand::Kind RunnerKind(CommandLine::Command command) {
+    switch (command) {
+        case CommandLine::Command::kJoin:
+            return RunCommand::Kind::kJoin;
+        case CommandLine::Command::kHistory:
+            return RunCommand::Kind::kHistory;
+        case CommandLine::Command::kShow:
+            return RunCommand::Kind::kShow;
+        case CommandLine::Command::kDiff:
+            return RunCommand::Kind::kDiff;
+        default:
+            return RunCommand::Kind::kRun;
+    }
+}
+
+bool IsDiagnosis(CommandLine::Command command) {
+    return command == CommandLine::Command::kRun || command == CommandLine::Command::kJoin;
+}
+
+int Runner(const CommandLine& line, const Module& module) {
+    RunOptions options;
+    options.dataDirectory = kCheckListDirectory;
+    options.historyDirectory = kHistoryDirectory;
+    RunCommand::Kind kind = RunnerKind(line.command);
+    std::string error;
+    if (!RunCommand::ParseOptions(kind, line.commandWords, options, error)) {
+        std::cerr << "dscheck: " << error << " (dscheck --help shows the usage)\n";
+        return kRunUnknown;
+    }
+    RequestDispatcher dispatcher(module);
+    RunCommand command(dispatcher, line.call, options);
+    switch (kind) {
+        case RunCommand::Kind::kHistory:
+            return command.History();
+        case RunCommand::Kind::kShow:
+            return command.Show();
+        case RunCommand::Kind::kDiff:
+            return command.Diff();
+        default:
+            return command.Diagnose(kind == RunCommand::Kind::kJoin);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -65,13 +110,17 @@ int main(int argc, char** argv) {
         return kExitUsage;
     }
     if (line.command == CommandLine::Command::kHelp) {
-        std::cout << CommandLine::kUsage;
+        std::cout << CommandLine::kUsage << RunCommand::kUsage;
         return kExitSuccess;
     }
     Module module;
+    bool needsModule = line.command == CommandLine::Command::kList ||
+                       line.command == CommandLine::Command::kCall || IsDiagnosis(line.command);
+    if (!needsModule) return Runner(line, module);
     if (!module.Load(line.modulePath.empty() ? DefaultModulePath() : line.modulePath, error)) {
         std::cerr << "dscheck: cannot load the module: " << error << '\n';
-        return kExitUsage;
+        return IsDiagnosis(line.command) ? static_cast<int>(kRunUnknown) : kExitUsage;
     }
+    if (IsDiagnosis(line.command)) return Runner(line, module);
     return line.command == CommandLine::Command::kList ? List(module) : Call(module, line.call);
 }

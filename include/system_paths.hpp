@@ -35,6 +35,9 @@ inline constexpr char kWinbindService[] = "pkg-qarnsamba-winbindd";
 inline constexpr char kWinbindCacheFile[] = "/var/lib/samba/winbindd_cache.tdb";
 inline constexpr char kNetSamLogonCacheFile[] = "/var/cache/samba/netsamlogon_cache.tdb";
 
+// The host's run history.
+inline constexpr char kHistoryDirectory[] = "/var/lib/dscheck";
+
 // The module's own files in /tmp.
 inline constexpr char kProgressFile[] = "/tmp/dir_service_check_progress.json";
 inline constexpr char kLDAPCachePrefix[] = "/tmp/LDAP_result_";

@@ -1,0 +1,222 @@
+// The report from captured module answers: answers in, report out.
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "call.hpp"
+#include "check_list.hpp"
+#include "report_builder.hpp"
+#include "report_formatter.hpp"
+#include "run_history.hpp"
+#include "sandbox.hpp"
+
+namespace {
+
+ReportCatalog Catalog() {
+    ReportCatalog catalog;
+    std::string error;
+    EXPECT_TRUE(catalog.Load(DSCHECK_SOURCE_DIR "/checklist/report_catalog.json", error)) << error;
+    return catalog;
+}
+
+// One answered check of a run; reply in the host's shape.
+Json::Value Check(const std::string& id, const std::string& method, const std::string& params,
+                  const std::string& reply, bool perController = false) {
+    Json::Value check;
+    check["id"] = id;
+    check["stage"] = "s";
+    check["method"] = method;
+    check["outcome"] = "answered";
+    check["params"] = ParseJson(params);
+    check["reply"] = ParseJson(reply);
+    check["per_controller"] = perController;
+    return check;
+}
+
+const char kSrv[] = R"({"srv_target_ip": {"kerberos": ["192.0.2.10", "192.0.2.11"],
+                                          "ldap": ["192.0.2.10", "192.0.2.11"]}})";
+
+// A pretest against dc1 and a stopped dc2, answers as the module gives them.
+Json::Value StoppedControllerRun() {
+    Json::Value run;
+    run["type"] = "domain_pretest";
+    run["seconds"] = 7.5;
+    run["checks"].append(Check("dns_record_a", "test_dns_record",
+                               R"({"server_address": "example.test", "dns": "192.0.2.10",
+                                   "record_type": "a"})",
+                               R"({"success": true, "data": null})"));
+    run["checks"].append(Check("port_88", "test_port_by_domain",
+                               std::string(R"({"port": 88, "srv_target_ip": )") + kSrv + "}",
+                               R"({"success": false, "error": {"code": 1013, "details":
+                                   {"info": {"port": 88, "service": "Kerberos",
+                                   "server_list": ["192.0.2.11"]}, "isPlural": false,
+                                   "level": 1}}})",
+                               true));
+    run["checks"].append(Check("port_445", "test_port_by_domain",
+                               std::string(R"({"port": 445, "srv_target_ip": )") + kSrv + "}",
+                               R"({"success": true, "data": null})", true));
+    run["checks"].append(Check("kinit", "test_kinit", R"({"username": "alice",
+                                   "password": "********", "server_address": "example.test"})",
+                               R"({"success": false, "error": {"code": 1083, "details":
+                                   {"info": {"ip": "192.0.2.11"}, "isPlural": false,
+                                   "level": 1}}})"));
+    run["checks"].append(
+        Check("smb_auth", "test_smb_auth",
+              std::string(R"({"username": "alice", "srv_target_ip": )") + kSrv + "}",
+              R"({"success": false, "error": {"code": 1034, "details":
+                                   {"info": {"ips": ["192.0.2.10", "192.0.2.11"],
+                                   "link_ntlm_auth": "https://example.com/ntlm"},
+                                   "isPlural": true, "level": 0}}})",
+              true));
+    Json::Value skipped;
+    skipped["id"] = "computer_account";
+    skipped["method"] = "check_computer_account";
+    skipped["outcome"] = "skipped";
+    skipped["stopped_by"] = "kinit";
+    run["checks"].append(skipped);
+    return run;
+}
+
+TEST(Report, EachCheckGetsStatusCodeMeaningFindingsAndCommands) {
+    ReportCatalog catalog = Catalog();
+    Json::Value report = ReportBuilder(catalog).Build(StoppedControllerRun());
+    const Json::Value& checks = report["checks"];
+    struct Row {
+        int index;
+        const char* status;
+        int code;
+        const char* command;
+    };
+    for (const Row& row :
+         {Row{0, "ok", 0, ""},
+          Row{1, "warning", 1013, "timeout 3 bash -c '</dev/tcp/192.0.2.11/88' && echo open"},
+          Row{3, "warning", 1083, ""}, Row{4, "error", 1034, "smbclient -L //192.0.2.10 -U alice"},
+          Row{5, "skipped", 0, ""}}) {
+        const Json::Value& check = checks[row.index];
+        EXPECT_EQ(check["status"], row.status) << row.index;
+        EXPECT_EQ(check["code"].asInt(), row.code) << row.index;
+        if (row.code) {
+            EXPECT_EQ(check["meaning"], catalog.Code(row.code)["meaning"]);
+        }
+        if (*row.command) {
+            EXPECT_EQ(check["commands"][0], row.command) << row.index;
+        }
+    }
+    EXPECT_EQ(checks[1]["findings"], ParseJson(R"({"port": 88, "service": "Kerberos",
+                                                   "server_list": ["192.0.2.11"]})"));
+    EXPECT_EQ(checks[4]["links"], ParseJson(R"({"link_ntlm_auth": "https://example.com/ntlm"})"));
+    EXPECT_FALSE(checks[4]["findings"].isMember("link_ntlm_auth"));
+    EXPECT_EQ(report["status"], "error");
+    EXPECT_EQ(report["counts"], ParseJson(R"({"ok": 2, "warning": 2, "error": 1,
+        "unavailable": 0, "skipped": 1, "cancelled": 0})"));
+}
+
+TEST(Report, StoppedControllerIsInTheMatrixAndTheRootCause) {
+    Json::Value report = ReportBuilder(Catalog()).Build(StoppedControllerRun());
+    EXPECT_EQ(report["controllers"], ParseJson(R"({
+        "controllers": ["192.0.2.10", "192.0.2.11"],
+        "checks": ["port_88", "port_445", "smb_auth"],
+        "cells": {"192.0.2.10": {"port_88": "ok", "port_445": "ok", "smb_auth": "fail"},
+                  "192.0.2.11": {"port_88": "fail", "port_445": "ok", "smb_auth": "fail"}}})"));
+    EXPECT_EQ(report["root_causes"], ParseJson(R"([{"check": "kinit", "cause": "port_88",
+        "text": "port 88 unreachable on 192.0.2.11"}])"));
+    EXPECT_EQ(report["checks"][3]["blocked_by"][0], "port 88 unreachable on 192.0.2.11");
+}
+
+TEST(Report, EveryCodeOfTheModuleHasAMeaningAndAnAction) {
+    ReportCatalog catalog = Catalog();
+    std::string source = Sandbox::ReadFile(DSCHECK_SOURCE_DIR "/include/error_code.hpp");
+    int codes = 0;
+    for (size_t at = source.find(" = "); at != std::string::npos; at = source.find(" = ", at + 1)) {
+        int code = std::atoi(source.c_str() + at + 3);
+        if (code <= 0) continue;
+        ++codes;
+        Json::Value text = catalog.Code(code);
+        EXPECT_TRUE(text["meaning"].isString() && text["action"].isString()) << code;
+    }
+    EXPECT_GT(codes, 90);
+}
+
+TEST(Report, OutputFormatsAndExitStatus) {
+    Json::Value report = ReportBuilder(Catalog()).Build(StoppedControllerRun());
+    report["run"] = "20261123T050000Z-domain_pretest";
+    EXPECT_EQ(ReportFormatter::ExitStatus(report), kRunError);
+    EXPECT_EQ(ReportFormatter::Nagios(report),
+              "DSCHECK CRITICAL - domain_pretest: 2 ok, 2 warning, 1 error, 1 skipped "
+              "(port_88 1013, kinit 1083, smb_auth 1034) | ok=2 warning=2 error=1 "
+              "unavailable=0 skipped=1 time=7.500s\n");
+    std::string text = ReportFormatter::Text(report);
+    for (const char* line : {"Result: ERROR", "Blocked by: port 88 unreachable on 192.0.2.11",
+                             "  192.0.2.11         FAIL             ok               FAIL"}) {
+        EXPECT_NE(text.find(line), std::string::npos) << line;
+    }
+}
+
+// A reader of the text exposition format: every sample names a declared gauge, label values
+// are quoted and escaped, values are numbers.
+TEST(Report, PrometheusExpositionParses) {
+    Json::Value run = StoppedControllerRun();
+    run["type"] = "odd\"type\\";
+    std::istringstream lines(ReportFormatter::Prometheus(ReportBuilder(Catalog()).Build(run)));
+    std::set<std::string> gauges;
+    std::string line;
+    int samples = 0;
+    std::regex sample(
+        R"re(^([a-z_]+)\{([a-z_]+="(\\.|[^"\\])*"(,[a-z_]+="(\\.|[^"\\])*")*)\} -?[0-9.e+]+$)re");
+    while (std::getline(lines, line)) {
+        std::smatch match;
+        if (line.rfind("# TYPE ", 0) == 0) {
+            EXPECT_EQ(line.substr(line.rfind(' ')), " gauge");
+            gauges.insert(line.substr(7, line.find(' ', 7) - 7));
+        } else if (line.rfind("# HELP ", 0) != 0) {
+            ASSERT_TRUE(std::regex_match(line, match, sample)) << line;
+            EXPECT_TRUE(gauges.count(match[1])) << line;
+            ++samples;
+        }
+    }
+    EXPECT_EQ(samples, 6 + 3);
+}
+
+TEST(Report, DiffSaysWhatGotBetterAndWorse) {
+    Json::Value before = ParseJson(R"({"run": "a", "checks": [
+        {"id": "port_88", "status": "error", "code": 1013}, {"id": "kinit", "status": "ok"},
+        {"id": "mtu", "status": "ok"}, {"id": "dns_valid", "status": "ok"}]})");
+    Json::Value after = ParseJson(R"({"run": "b", "checks": [
+        {"id": "port_88", "status": "ok"}, {"id": "kinit", "status": "warning", "code": 1083},
+        {"id": "mtu", "status": "ok"}, {"id": "nss", "status": "ok"}]})");
+    EXPECT_EQ(RunHistory::Diff(before, after)["changes"], ParseJson(R"([
+        {"id": "port_88", "before": "error 1013", "after": "ok", "change": "better"},
+        {"id": "kinit", "before": "ok", "after": "warning 1083", "change": "worse"},
+        {"id": "nss", "before": "", "after": "ok", "change": "new"},
+        {"id": "dns_valid", "before": "ok", "after": "", "change": "gone"}])"));
+}
+
+TEST(CheckList, ParametersFromEverySource) {
+    CheckList list;
+    std::string error;
+    ASSERT_TRUE(list.Parse(ParseJson(R"({"type": "t", "inputs": ["a", "pw", "empty"],
+        "shared_params": {"API": {"a": {"input": "a"}, "pw": {"input": "pw"},
+                                  "x": {"value": "shared"}}},
+        "stages": [{"stage": "s", "checks": [{"id": "c", "api": "API", "method": "m",
+            "params": {"x": {"value": 7}, "e": {"input": "empty"},
+                       "f": {"from": "prev", "paths": [["data", "no"], ["error", "details", "v"]]},
+                       "g": {"from": "none", "paths": [["data"]]}}}]}]})"),
+                           error))
+        << error;
+    Answers answers{{"prev", ParseJson(R"({"success": false, "error": {"details": {"v": [1]}}})")}};
+    EXPECT_EQ(list.ResolveParams(list.stages[0].checks[0],
+                                 ParseJson(R"({"a": "A", "pw": "secret", "empty": ""})"), answers),
+              ParseJson(R"({"a": "A", "pw": "secret", "x": 7, "f": [1]})"));
+    EXPECT_EQ(list.stages[0].checks[0].takesFrom, (std::vector<std::string>{"none", "prev"}));
+    for (const char* bad : {R"({"stages": [{"checks": [{"id": "c", "api": "A"}]}]})",
+                            R"({"stages": [{"checks": [{"id": "c", "api": "A", "method": "m",
+                                "params": {"p": {"from": 1}}}]}]})",
+                            R"({"stages": [{"checks": [{"id": "c", "api": "A", "method": "m"},
+                                {"id": "c", "api": "A", "method": "m"}]}]})"}) {
+        EXPECT_FALSE(CheckList().Parse(ParseJson(bad), error)) << bad;
+    }
+}
+
+}  // namespace

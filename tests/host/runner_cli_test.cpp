@@ -1,0 +1,166 @@
+// dscheck run, show and history as users run them, on a check list of Debug checks.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "call.hpp"
+#include "sandbox.hpp"
+
+extern char** environ;
+
+namespace {
+
+const char kCheckList[] = "/usr/qarn/etc.defaults/directory/checklist/";
+
+// Debug checks: a warning, one fed by its findings (so it passes), one carrying the password,
+// a stop, one that never runs.
+const char kDebugList[] = R"({"type": "domain_pretest", "inputs": ["password", "delay"],
+  "shared_params": {"QARN.Core.DirectoryServiceCheck.Debug": {"delay": {"input": "delay"}}},
+  "stages": [{"stage": "one", "checks": [
+    {"id": "a", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
+     "params": {"errCode": {"value": 1013}, "level": {"value": 1},
+                "data": {"value": {"server_list": ["192.0.2.11"]}}}, "independent": true},
+    {"id": "b", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
+     "params": {"errCode": {"value": 1013}, "data": {"from": "a",
+                "paths": [["error", "details", "info"]]}}, "independent": true}]},
+   {"stage": "two", "checks": [
+    {"id": "c", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
+     "params": {"errCode": {"value": 1031}, "password": {"input": "password"}}},
+    {"id": "d", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
+     "params": {"errCode": {"value": 1120}}, "on_error": "stop"},
+    {"id": "e", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
+     "params": {}}]}]})";
+
+struct HostRun {
+    int exitStatus;
+    std::string output;
+};
+
+HostRun RunHost(std::vector<std::string> args, pid_t* background = nullptr) {
+    args.insert(args.begin(), DSCHECK_BINARY_DIR "/dscheck");
+    std::vector<char*> argv;
+    for (std::string& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    int fds[2];
+    EXPECT_EQ(pipe2(fds, O_CLOEXEC), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (background != nullptr) {
+        posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    } else {
+        posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+    }
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    pid_t pid = -1;
+    EXPECT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    if (background != nullptr) {
+        *background = pid;
+        close(fds[0]);
+        return {0, ""};
+    }
+    std::string output;
+    char buffer[4096];
+    ssize_t n;
+    while ((n = read(fds[0], buffer, sizeof(buffer))) > 0) output.append(buffer, n);
+    close(fds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+}
+
+class Runner : public testing::Test {
+  protected:
+    void SetUp() override {
+        Sandbox::WriteFile(std::string(kCheckList) + "domain_pretest", kDebugList);
+        Sandbox::WriteFile("/usr/qarn/etc/directory/.keep", "");
+        Sandbox::Remove("/tmp/dir_service_check_progress.json");
+        Sandbox::WriteFile("/tmp/secrets", "# the run's secrets\npassword=S3cret-42\n", 0600);
+    }
+    HostRun Run(std::vector<std::string> words) {
+        words.insert(words.begin(),
+                     {"run", "domain_pretest", "--data-dir", DSCHECK_SOURCE_DIR "/checklist"});
+        return RunHost(words);
+    }
+};
+
+TEST_F(Runner, RunsTheListInItsBracketAndKeepsTheReport) {
+    HostRun run = Run({"--json", "--secrets-file", "/tmp/secrets"});
+    EXPECT_EQ(run.exitStatus, 2) << run.output;
+    Json::Value report = ParseJson(run.output);
+    std::vector<std::string> statuses;
+    for (const Json::Value& check : report["checks"])
+        statuses.push_back(check["status"].asString());
+    EXPECT_EQ(statuses, (std::vector<std::string>{"warning", "ok", "error", "error", "skipped"}));
+    EXPECT_EQ(report["checks"][2]["params"]["password"], "********");
+    EXPECT_EQ(report["bracket"], "opened and closed");
+    EXPECT_FALSE(Sandbox::Exists("/tmp/dir_service_check_progress.json"));
+    EXPECT_NE(Sandbox::ReadFile("/usr/qarn/etc/directory/last_test").find("last_test_time"),
+              std::string::npos);
+
+    std::string stored = "/var/lib/dscheck/" + report["run"].asString() + ".json";
+    struct stat file {
+    }, directory{};
+    ASSERT_EQ(stat(stored.c_str(), &file), 0);
+    ASSERT_EQ(stat("/var/lib/dscheck", &directory), 0);
+    EXPECT_EQ(file.st_mode & 0777, 0600u);
+    EXPECT_EQ(directory.st_mode & 0777, 0700u);
+    EXPECT_EQ(Sandbox::ReadFile(stored).find("S3cret"), std::string::npos);
+
+    HostRun shown = RunHost({"show", "last", "--format", "nagios"});
+    EXPECT_EQ(shown.exitStatus, 2);
+    EXPECT_EQ(shown.output.rfind("DSCHECK CRITICAL - domain_pretest: 1 ok, 1 warning, 2 error, "
+                                 "1 skipped (a 1013, c 1031, d 1120) | ",
+                                 0),
+              0u)
+        << shown.output;
+}
+
+TEST_F(Runner, HistoryKeepsTheNewestRuns) {
+    for (int i = 0; i < 52; ++i)
+        Sandbox::WriteFile("/var/lib/dscheck/20200101T0000" + std::to_string(10 + i) + "Z-x.json",
+                           "{}");
+    EXPECT_EQ(Run({"--quiet"}).exitStatus, 2);
+    HostRun history = RunHost({"history", "--json"});
+    Json::Value runs = ParseJson(history.output);
+    ASSERT_EQ(runs.size(), 50u);
+    EXPECT_EQ(runs[0]["run"].isNull(), true);  // the oldest kept is a planted placeholder
+    EXPECT_FALSE(Sandbox::Exists("/var/lib/dscheck/20200101T000010Z-x.json"));
+    EXPECT_EQ(runs[49]["type"], "domain_pretest");
+}
+
+TEST_F(Runner, AnotherInterfaceSeesTheRunAlive) {
+    pid_t pid = -1;
+    RunHost({"run", "domain_pretest", "--data-dir", DSCHECK_SOURCE_DIR "/checklist", "--quiet",
+             "delay=4"},
+            &pid);
+    sleep(1);
+    HostRun other = RunHost({"call", "QARN.Core.DirectoryServiceCheck.Progress", "start_progress",
+                             "server_type=domain"});
+    EXPECT_EQ(ParseJson(other.output)["error"]["code"], 1111) << other.output;
+    kill(pid, SIGINT);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 130);
+    EXPECT_FALSE(Sandbox::Exists("/tmp/dir_service_check_progress.json"));
+}
+
+TEST_F(Runner, BadWordsAreUsageErrors) {
+    for (const auto& words : std::vector<std::vector<std::string>>{
+             {"run"},
+             {"run", "domain_pretest", "--data-dir", DSCHECK_SOURCE_DIR "/checklist", "nothing=1"},
+             {"run", "domain_pretest", "--format", "xml"},
+             {"run", "Domain_pretest", "--data-dir", DSCHECK_SOURCE_DIR "/checklist"},
+             {"show", "no-such-run"},
+             {"diff", "last"}}) {
+        HostRun run = RunHost(words);
+        EXPECT_EQ(run.exitStatus, 3) << testing::PrintToString(words);
+        EXPECT_EQ(run.output, "");
+    }
+}
+
+}  // namespace
