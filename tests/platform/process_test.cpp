@@ -114,17 +114,6 @@ TEST(StringList, GrowsAndIndexes) {
     QLIBCSzListFree(list);
 }
 
-TEST(StringTable, SetReplaceRemove) {
-    QLIBC_SZHASH* table = QLIBCSzHashAlloc(1024);
-    EXPECT_EQ(QLIBCSzHashSetValue(table, "realm", "A"), 0);
-    EXPECT_EQ(QLIBCSzHashSetValue(table, "realm", "B"), 0);
-    EXPECT_STREQ(QLIBCSzHashGetValue(table, "realm"), "B");
-    EXPECT_EQ(QLIBCSzHashRemoveKey(table, "realm"), 0);
-    EXPECT_EQ(QLIBCSzHashRemoveKey(table, "realm"), -1);
-    EXPECT_EQ(QLIBCSzHashCount(table), 0);
-    QLIBCSzHashFree(table);
-}
-
 TEST(Unicode, CaseInsensitiveEquality) {
     EXPECT_EQ(QLIBCUnicodeUTF8StrCaseCmp("HOST/Server.Example.TEST", "host/server.example.test"),
               0);
