@@ -58,9 +58,7 @@ TEST(Exec, ReturnsTheExitStatus) {
     EXPECT_LT(QLIBCExec("/nonexistent", nullptr, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(QLIBCExecl(kScript, QLIBC_EXEC_QUIET, "7", "x", nullptr), 7);
     EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "2:7 x\n");
-}
-
-TEST(Exec, SignalledProgramIsNegative) {
+    // A signalled program is negative.
     Sandbox::WriteScript(kScript, "kill -9 $$");
     EXPECT_LT(QLIBCExec(kScript, nullptr, nullptr, nullptr, nullptr), 0);
 }
