@@ -98,7 +98,6 @@ TEST(LDAPTestHandlerFrame, ProfileRules) {
     EXPECT_EQ("sAMAccountName", handler.GetProfile("passwd", "uid", "uid"));
     EXPECT_EQ("cn",
               handler.GetProfile("group", "cn", "cn"));  // the first rule counts, "" falls back
-    EXPECT_EQ("gidNumber", handler.GetProfile("group", "gidNumber", "gidNumber"));
     EXPECT_EQ("objectGUID", handler.GetProfile("passwd", "uidNumber", "uidNumber"));
 
     handler.SetProfile("passwd", "uid", "login");

@@ -205,10 +205,8 @@ TEST_F(LDAPLibrary, BindAndOneEntry) {
     ASSERT_EQ(0, out.initRc);
     // One entry asked of a directory that has more: the server ends with size limit exceeded.
     EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
-    ASSERT_EQ(1u, out.entries.size());
-    ASSERT_EQ(1u, out.entries[0].size());  // only the DN, no attribute
-    EXPECT_EQ("dn", out.entries[0][0].first);
-    EXPECT_EQ("dc=example,dc=com", out.entries[0][0].second);
+    // Only the DN, no attribute.
+    EXPECT_EQ((std::vector<Entry>{Entry{{"dn", "dc=example,dc=com"}}}), out.entries);
 }
 
 TEST_F(LDAPLibrary, FailedStepsGiveTheirLDAPCode) {
@@ -276,7 +274,6 @@ TEST_F(LDAPLibrary, AddressesAndEncryption) {
         q.attrs = {"dn"};
         Outcome out = Search(q);
         SCOPED_TRACE(q.server + " " + std::to_string(c.tls));
-        EXPECT_EQ(0, out.initRc);
         EXPECT_EQ(0, out.status);
         EXPECT_EQ(std::stoul(c.server.Get("GROUPS_COUNT")), out.entries.size());
     }
@@ -319,7 +316,6 @@ TEST_F(LDAPLibrary, ClientCertificate) {
 
     SetClientCertificate(server.Get("CLIENT_CERT"), server.Get("CLIENT_KEY"));
     out = Search(q);
-    EXPECT_EQ(0, out.initRc);
     EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
     EXPECT_EQ(1u, out.entries.size());
     q.server = server.Address();
@@ -441,7 +437,6 @@ TEST_F(LDAPLibrary, StreamsManyEntriesPageByPage) {
         q.attrs = {"dn", "uid", "uidNumber", "sambaNTPassword"};
         q.pageSize = pageSize;
         Outcome out = Search(q);
-        ASSERT_EQ(0, out.initRc);
         EXPECT_EQ(0, out.status);
         EXPECT_EQ(users, out.entries.size()) << "page size " << pageSize;
         // One entry a block: the lists never hold more than one entry's pairs.
@@ -459,7 +454,6 @@ TEST_F(LDAPLibrary, ServerSizeLimitEndsWithCode4) {
     q.filter = "(objectClass=posixAccount)";
     q.attrs = {"dn"};
     Outcome out = Search(q);
-    EXPECT_EQ(0, out.initRc);
     EXPECT_EQ(4, out.status);
     EXPECT_EQ(5u, out.entries.size());
 }

@@ -43,7 +43,9 @@ TEST(SmbConfGlobal, RewritesGlobalInPlaceKeepingTheRest) {
     ASSERT_GE(QARNSMBConfGlobalGet(global), 0);
     QLIBCSzHashSetValue(global, "security", "ads");
     QLIBCSzHashSetValue(global, "realm", "EXAMPLE.TEST");
-    QLIBCSzHashRemoveKey(global, "client NTLMv2 auth");
+    EXPECT_EQ(QLIBCSzHashRemoveKey(global, "client NTLMv2 auth"), 0);
+    EXPECT_EQ(QLIBCSzHashRemoveKey(global, "client NTLMv2 auth"), -1);
+    EXPECT_EQ(QLIBCSzHashCount(global), 4);
     EXPECT_EQ(QARNSMBConfGlobalSet(global), 0);
     EXPECT_EQ(Sandbox::ReadFile(kSmbConf),
               "# Samba of nas01\n"

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "qarn.h"
-#include "qarnldap.h"
 #include "sandbox.hpp"
 
 namespace {
@@ -46,15 +45,6 @@ TEST(Membership, ReadFromSambaSettings) {
         Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + c.smbConf);
         EXPECT_EQ(QARNWinsIsJoined() != 0, c.joined != 0) << c.smbConf;
         EXPECT_EQ(QARNWinsIsQarnADS() != 0, c.directoryServer != 0) << c.smbConf;
-    }
-}
-
-TEST(LDAPBinding, PasswdLookedUpInLDAP) {
-    for (auto [nsswitch, bound] : {std::pair<const char*, int>{"passwd: files ldap\n", 1},
-                                   {"passwd: files # ldap\n", 0},
-                                   {"group: ldap\npasswd: files winbind\n", 0}}) {
-        Sandbox::WriteFile("/etc/nsswitch.conf", nsswitch);
-        EXPECT_EQ(QARNLDAPIsBinded(), bound) << nsswitch;
     }
 }
 

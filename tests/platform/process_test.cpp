@@ -58,9 +58,7 @@ TEST(Exec, ReturnsTheExitStatus) {
     EXPECT_LT(QLIBCExec("/nonexistent", nullptr, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(QLIBCExecl(kScript, QLIBC_EXEC_QUIET, "7", "x", nullptr), 7);
     EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "2:7 x\n");
-}
-
-TEST(Exec, SignalledProgramIsNegative) {
+    // A signalled program is negative.
     Sandbox::WriteScript(kScript, "kill -9 $$");
     EXPECT_LT(QLIBCExec(kScript, nullptr, nullptr, nullptr, nullptr), 0);
 }
@@ -112,17 +110,6 @@ TEST(StringList, GrowsAndIndexes) {
     EXPECT_EQ(QLIBCSzListGet(list, 3), nullptr);
     EXPECT_LT(QLIBCSzListPush(&list, nullptr), 0);
     QLIBCSzListFree(list);
-}
-
-TEST(StringTable, SetReplaceRemove) {
-    QLIBC_SZHASH* table = QLIBCSzHashAlloc(1024);
-    EXPECT_EQ(QLIBCSzHashSetValue(table, "realm", "A"), 0);
-    EXPECT_EQ(QLIBCSzHashSetValue(table, "realm", "B"), 0);
-    EXPECT_STREQ(QLIBCSzHashGetValue(table, "realm"), "B");
-    EXPECT_EQ(QLIBCSzHashRemoveKey(table, "realm"), 0);
-    EXPECT_EQ(QLIBCSzHashRemoveKey(table, "realm"), -1);
-    EXPECT_EQ(QLIBCSzHashCount(table), 0);
-    QLIBCSzHashFree(table);
 }
 
 TEST(Unicode, CaseInsensitiveEquality) {

@@ -64,10 +64,8 @@ TEST(NetFrontParse, LongOptionWithSeparateValue) {
     EXPECT_EQ(parsed.debugLevel, 5);
     ASSERT_EQ(parsed.options.size(), 3u);
     EXPECT_EQ(parsed.options[2].Tokens(), (Args{"--use-kerberos=off"}));
-}
-
-TEST(NetFrontParse, AttachedShortValuesAndIpAddress) {
-    ParsedArgs parsed = ParseArgs({"-d10", "-I192.0.2.11", "ads", "info"});
+    // Attached short values.
+    parsed = ParseArgs({"-d10", "-I192.0.2.11", "ads", "info"});
     EXPECT_EQ(parsed.debugLevel, 10);
     EXPECT_EQ(parsed.server, "192.0.2.11");
     EXPECT_EQ(ParseArgs({"ads", "info"}).debugLevel, -1);

@@ -89,17 +89,4 @@ TEST(SetSuccess, SendsTheGivenResult) {
     EXPECT_EQ(answer.response.GetData(), ParseJson(R"({"x": [1]})"));
 }
 
-TEST(HelpLinks, ThirteenCodesFifteenLinks) {
-    size_t links = 0;
-    for (const auto& [code, keys] : kHelpLinks) {
-        links += keys.size();
-        for (const auto& [key, address] : keys) {
-            EXPECT_EQ(address.rfind("https://", 0), 0u) << code << " " << key;
-        }
-    }
-    EXPECT_EQ(kHelpLinks.size(), 13u);
-    EXPECT_EQ(links, 15u);
-    EXPECT_EQ(kHelpLinks.at(kNoSRVRecord), kHelpLinks.at(kSomeSRVRecordsMissing));
-}
-
 }  // namespace

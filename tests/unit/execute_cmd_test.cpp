@@ -142,12 +142,9 @@ TEST(ExecuteCmdGetKeyValues, TakesOnlyTheWantedKey) {
     EXPECT_TRUE(
         ExecuteCmdGetKeyValues({kTool}, nullptr, "Server_time_offset", values, &status, 1, 10));
     EXPECT_EQ(values, (std::vector<std::string>{"earlier", "-12"}));
-}
-
-TEST(ExecuteCmdGetKeyValues, FilterDropsLinesAndFailureKeepsTheList) {
-    WriteTool("echo 'k: skip me'; echo 'k: keep'; exit ${FAIL:-0}");
-    std::vector<std::string> values;
-    int status = -1;
+    // A filter drops lines; a failure keeps the list as it was.
+    WriteTool("echo 'k: skip me'; echo 'k: keep'");
+    values.clear();
     auto skip = [](std::string line) { return line.find("skip") != std::string::npos; };
     EXPECT_TRUE(ExecuteCmdGetKeyValues({kTool}, skip, "k", values, &status, 1, 10));
     EXPECT_EQ(values, std::vector<std::string>{"keep"});
@@ -172,7 +169,6 @@ TEST(ExecuteCmdGetMaps, TimeLimitDropsEverythingCollected) {
     int status = -1;
     EXPECT_FALSE(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, 2, 1));
     EXPECT_EQ(status, 124);
-    EXPECT_EQ(RunCount(), 2);
     EXPECT_EQ(result, (KeyValuesMap{{"old", {"kept"}}}));
     EXPECT_FALSE(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, 0, 1));
     EXPECT_EQ(status, 124);

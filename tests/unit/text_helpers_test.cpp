@@ -54,9 +54,7 @@ TEST(FileLoadKeyValues, IncludedValuesReplaceEarlierOnes) {
                        "include = /etc/samba/missing.conf\nworkgroup = W\n");
     EXPECT_EQ(LoadFile("/etc/samba/smb.conf"),
               (KeyValueMap{{"realm", "INCLUDED"}, {"security", "ads"}, {"workgroup", "W"}}));
-}
-
-TEST(FileLoadKeyValues, IncludeCyclesEnd) {
+    // Include cycles end.
     Sandbox::WriteFile("/tmp/a.conf", "a = 1\ninclude = /tmp/b.conf\n");
     Sandbox::WriteFile("/tmp/b.conf", "b = 2\ninclude = /tmp/a.conf\ninclude = /tmp/b.conf\n");
     EXPECT_EQ(LoadFile("/tmp/a.conf"), (KeyValueMap{{"a", "1"}, {"b", "2"}}));
