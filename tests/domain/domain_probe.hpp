@@ -46,14 +46,3 @@ inline void UseDns(DnsServer& server) {
     Sandbox::WriteFile("/etc/resolv.conf", std::string("nameserver ") + DnsServer::kAddress + "\n");
     server.Start();
 }
-
-// The four SRV names of a service in a domain, all pointing at target.
-inline void AddControllerSRV(DnsServer& server, const std::string& service,
-                             const std::string& domain, const std::string& target) {
-    const std::string prefix = "_" + service + "._tcp.";
-    const std::string site = "Default-First-Site-Name._sites.";
-    for (const std::string& middle :
-         {std::string(), site, std::string("dc._msdcs."), site + "dc._msdcs."}) {
-        server.AddSRV(prefix + middle + domain, target, service == "kerberos" ? 88 : 389);
-    }
-}

@@ -162,12 +162,6 @@ TEST_F(CommonDnsTest, UnresolvedSRVTargetsWarnWhenSomeResolve) {
               StringArray({"GHOST2.EX.TEST.", "GHOST.EX.TEST."}));
 }
 
-TEST_F(CommonDnsTest, SRVTargetNeedsBothServices) {
-    ExpectAnswer(
-        CallEntry(TestSRVTarget_v1, ParseJson(R"({"dns": "127.0.0.2", "srv": {"ldap": []}})")), 501,
-        Json::Value());
-}
-
 TEST_F(CommonDnsTest, SRVTargetPostTakesSambasLookup) {
     Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\nrealm = EX.TEST\n");
     Sandbox::WriteFakeTool("/usr/local/bin/net",
@@ -196,7 +190,10 @@ TEST_F(CommonDnsTest, SRVTargetPostChecksConfiguredDCsOnTheDNSPath) {
                                "test_ip": ["192.0.2.10"]})"));
 }
 
-TEST_F(CommonDnsTest, SRVTargetPostNeedsSrvAndSambaConfiguration) {
+TEST_F(CommonDnsTest, SRVTargetsNeedBothServicesAndPostSambaConfiguration) {
+    ExpectAnswer(
+        CallEntry(TestSRVTarget_v1, ParseJson(R"({"dns": "127.0.0.2", "srv": {"ldap": []}})")), 501,
+        Json::Value());
     ExpectAnswer(CallEntry(TestSRVTargetPost_v1), 501, Json::Value());
     Sandbox::Remove("/etc/samba/smb.conf");
     ExpectAnswer(CallEntry(TestSRVTargetPost_v1, ParseJson(R"({"srv": {}})")), 1102, Json::Value());
