@@ -43,6 +43,10 @@ class DomainValidationHandler : public DomainCore {
     // Repairs between two winbind attempts; true when a further attempt follows.
     bool PrepareNextAttempt(int attempt, bool flushCaches);
     // The clock offset that "net ads info" reports for address; false when there is none.
+    // The test addresses of the service's controllers, or false once it answered why there are
+    // none.
+    bool TestAddressesOrAnswer(const std::string& srvType, const char* serverKind,
+                               std::vector<std::string>& addresses);
     bool QueryTimeOffset(const std::string& address, int& offset);
     // False after answering 502 when the host name cannot be read.
     bool HostNameOrAnswer(std::string& hostname, ErrorCode code);

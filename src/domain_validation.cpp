@@ -195,19 +195,27 @@ bool DomainValidationHandler::QueryTimeOffset(const std::string& address, int& o
     return true;
 }
 
-void DomainValidationHandler::CheckTimeSync() {
-    if (PostStatusSkip(kDomainJoined)) return;
+bool DomainValidationHandler::TestAddressesOrAnswer(const std::string& srvType,
+                                                    const char* serverKind,
+                                                    std::vector<std::string>& addresses) {
     ErrorCode code = kNoError;
-    const std::vector<std::string> addresses = GetTestAddress(code, kSRVTypeKerberos.c_str());
+    addresses = GetTestAddress(code, srvType.c_str());
     if (code == kNoDCAddress) {
         SetError(kError, kNoDCAddressJoined);
-        return;
+        return false;
     }
     if (addresses.empty()) {
-        DS_LOG(LOG_ERR, "%s:%d Cannot get kdc server's IP address(es)");
+        DS_LOG(LOG_ERR, "%s:%d Cannot get %s server's IP address(es)", serverKind);
         SetError(code);
-        return;
+        return false;
     }
+    return true;
+}
+
+void DomainValidationHandler::CheckTimeSync() {
+    if (PostStatusSkip(kDomainJoined)) return;
+    std::vector<std::string> addresses;
+    if (!TestAddressesOrAnswer(kSRVTypeKerberos, "kdc", addresses)) return;
     std::vector<std::string> skewed;
     for (const std::string& address : addresses) {
         int offset = 0;
@@ -352,17 +360,8 @@ void DomainValidationHandler::CheckMachinePassword() {
     SetDebugLevel(0);
     SetOutputFile("");
     if (GetDebugLevel() >= 0) argv.push_back("-d" + std::to_string(GetDebugLevel()));
-    ErrorCode code = kNoError;
-    const std::vector<std::string> addresses = GetTestAddress(code, kSRVTypeLDAP.c_str());
-    if (code == kNoDCAddress) {
-        SetError(kError, kNoDCAddressJoined);
-        return;
-    }
-    if (addresses.empty()) {
-        DS_LOG(LOG_ERR, "%s:%d Cannot get ldap server's IP address(es)");
-        SetError(code);
-        return;
-    }
+    std::vector<std::string> addresses;
+    if (!TestAddressesOrAnswer(kSRVTypeLDAP, "ldap", addresses)) return;
     argv.push_back("-S");
     for (const std::string& address : addresses) {
         argv.push_back(address);
