@@ -155,8 +155,9 @@ extern "C" int QARNWinsSetAuthUser(int /*flags*/, const char* user, const char* 
                : PLATFORM_FAIL(platform::kMemberWriteFailed);
 }
 
-// Users of trusted domains may log on ("allow trusted domains"); with enable, the domain's trusts
-// (trustedDomain objects, read with the machine account) are kept in trust_domain_info.
+// Users of trusted domains may log on ("allow trusted domains"); with enable, the joined domain
+// and its trusts (trustedDomain objects, read with the machine account) are kept in
+// trust_domain_info.
 extern "C" int QARNWinSetTrustDomain(int enable) {
     if (platform::EditSmbConfGlobals({{"allow trusted domains", enable ? "yes" : "no"}}) != 0) {
         return -1;
@@ -164,6 +165,9 @@ extern "C" int QARNWinSetTrustDomain(int enable) {
     platform::MakePrivateDirectory();
     std::vector<TrustedDomain> trusts;
     if (enable) {
+        // The joined domain first: its own principal names are searched like a trusted domain's.
+        const std::string realm = platform::SmbConfGlobalValue("realm");
+        if (!realm.empty()) trusts.push_back({realm, platform::SmbConfGlobalValue("workgroup")});
         std::string output;
         if (!RunNet({"ads", "search", "-P", "-d0", "(objectClass=trustedDomain)", "trustPartner",
                      "flatName"},
@@ -172,7 +176,7 @@ extern "C" int QARNWinSetTrustDomain(int enable) {
                    __LINE__, output.c_str());
             return PLATFORM_FAIL(platform::kMemberToolFailed);
         }
-        trusts = ParseTrusts(output);
+        for (TrustedDomain& trust : ParseTrusts(output)) trusts.push_back(std::move(trust));
     }
     return platform::ReplaceFile(kTrustDomainInfo, TrustDomainLines(trusts))
                ? 0

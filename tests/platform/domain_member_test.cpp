@@ -93,7 +93,7 @@ TEST(DomainMember, NsswitchThroughWinbindAndBack) {
 }
 
 TEST(DomainMember, TrustedDomainsFromTheDirectory) {
-    Sandbox::WriteFile(kSmbConf, "[global]\n\tworkgroup = EXAMPLE\n");
+    Sandbox::WriteFile(kSmbConf, "[global]\n\tworkgroup = EXAMPLE\n\trealm = EXAMPLE.TEST\n");
     Sandbox::WriteScript("/usr/local/bin/net",
                          "echo \"$*\" > /tmp/net-args\n"
                          "printf 'Got 1 replies\\n\\ntrustPartner: other.test\\n"
@@ -102,9 +102,11 @@ TEST(DomainMember, TrustedDomainsFromTheDirectory) {
     EXPECT_EQ(Sandbox::ReadFile("/tmp/net-args"),
               "ads search -P -d0 (objectClass=trustedDomain) trustPartner flatName\n");
     EXPECT_EQ(Sandbox::ReadFile("/usr/qarn/etc/private/trust_domain_info"),
+              "[EXAMPLE]\n\tFQDN=EXAMPLE.TEST\n\tNetBIOS=EXAMPLE\n"
               "[OTHER]\n\tFQDN=other.test\n\tNetBIOS=OTHER\n");
     EXPECT_EQ(Sandbox::ReadFile(kSmbConf),
-              "[global]\n\tworkgroup = EXAMPLE\n\tallow trusted domains = yes\n");
+              "[global]\n\tworkgroup = EXAMPLE\n\trealm = EXAMPLE.TEST\n"
+              "\tallow trusted domains = yes\n");
     EXPECT_EQ(QARNWinSetTrustDomain(0), 0);
     EXPECT_EQ(Sandbox::ReadFile("/usr/qarn/etc/private/trust_domain_info"), "");
     Sandbox::WriteScript("/usr/local/bin/net", "echo 'No logon servers'; exit 255");
