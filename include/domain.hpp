@@ -114,6 +114,11 @@ class DomainCore : public CommonCore {
     // The hosts that failed with code into the answer data: one as "info"."ip", several as
     // "info"."ips" with "isPlural" true.
     void PutFailedHosts(ErrorCode code);
+    // One host as "info"."ip"; several as "info"."ips" with "isPlural" true.
+    void PutHosts(const std::vector<std::string>& hosts);
+    // The host name (gethostname, 64 bytes); when unreadable, logs it and answers code with
+    // severity.
+    bool HostNameOrAnswer(std::string& hostname, ErrorSeverity severity, ErrorCode code);
 
     DomainError m_domainError;
 

@@ -21,8 +21,6 @@ class DomainServiceHandler : public DomainCore {
     void NetAuthCheck();
 
   private:
-    // The host name as gethostname gives it; false (logged) when it cannot be read.
-    static bool ReadHostName(std::string& name);
     // Tries every method on the address; false when none succeeded.
     bool AuthenticateAddress(std::vector<std::string>& argv, const std::string& address);
     void ReportFailedAddresses(const std::vector<std::string>& failed, size_t tried);

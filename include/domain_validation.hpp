@@ -49,7 +49,6 @@ class DomainValidationHandler : public DomainCore {
                                std::vector<std::string>& addresses);
     bool QueryTimeOffset(const std::string& address, int& offset);
     // False after answering 502 when the host name cannot be read.
-    bool HostNameOrAnswer(std::string& hostname, ErrorCode code);
     void ReportMachinePasswordFailure(ErrorCode code);
     // Settings found wrong, in report order; false after answering 1103.
     bool CollectSMBConfFailures(const KeyValueMap& settings, std::vector<std::string>& failed);

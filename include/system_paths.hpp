@@ -30,7 +30,9 @@ inline constexpr char kLastJoinInfoFile[] = "/usr/qarn/etc/private/last_join_inf
 inline constexpr char kRootCredentialCache[] = "/tmp/krb5cc_0";
 inline constexpr char kTrustDomainInfoFile[] = "/usr/qarn/etc/private/trust_domain_info";
 
-// Winbind: its service unit and the caches it keeps.
+// The Samba service units, and the caches winbind keeps.
+inline constexpr char kSmbdService[] = "pkg-qarnsamba-smbd";
+inline constexpr char kNmbdService[] = "pkg-qarnsamba-nmbd";
 inline constexpr char kWinbindService[] = "pkg-qarnsamba-winbindd";
 inline constexpr char kWinbindCacheFile[] = "/var/lib/samba/winbindd_cache.tdb";
 inline constexpr char kNetSamLogonCacheFile[] = "/var/cache/samba/netsamlogon_cache.tdb";
@@ -42,6 +44,9 @@ inline constexpr char kHistoryDirectory[] = "/var/lib/dscheck";
 inline constexpr char kProgressFile[] = "/tmp/dir_service_check_progress.json";
 inline constexpr char kLDAPCachePrefix[] = "/tmp/LDAP_result_";
 inline constexpr char kPolicyFile[] = "/tmp/GptTmpl.inf";
+
+// gethostname buffer of the checks.
+inline constexpr int kHostNameSize = 64;
 
 // Ports of the directory services.
 inline constexpr int kDNSPort = 53;

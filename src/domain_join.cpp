@@ -29,9 +29,6 @@ namespace {
 const char kJoinFailedKeyword[] = "Failed to join domain";
 const char kDefaultPolicyId[] = "{31B2F340-016D-11D2-945F-00C04FB984F9}";
 const char kJoinReason[] = "QARNWinsJoinDomain";
-const char kSmbdService[] = "pkg-qarnsamba-smbd";
-const char kNmbdService[] = "pkg-qarnsamba-nmbd";
-const char kWinbinddService[] = "pkg-qarnsamba-winbindd";
 const char* const kPolicySettings[] = {"EnableSecuritySignature", "RequireSecuritySignature",
                                        "LmCompatibilityLevel"};
 const int kJoinDebugLevel = 3;
@@ -223,7 +220,7 @@ bool DomainJoinHandler::StartStopSambaByReason(bool start) {
     QLIBC_SZLIST* failed = QLIBCSzListAlloc(kServiceListSize);
     QLIBCSzListPush(&services, kNmbdService);
     QLIBCSzListPush(&services, kSmbdService);
-    if (start) QLIBCSzListPush(&services, kWinbinddService);
+    if (start) QLIBCSzListPush(&services, kWinbindService);
     int result = start ? QARNSystemdServiceStartByReason(kJoinReason, services, &failed)
                        : QARNSystemdServiceStopByReason(kJoinReason, services, &failed);
     if (result < 0) {
@@ -263,7 +260,7 @@ void DomainJoinHandler::AddAdminGroup() {
         return;
     }
     bool smbdReloaded = QARNSystemdReload(kSmbdService) >= 0;
-    bool winbinddReloaded = QARNSystemdReload(kWinbinddService) >= 0;
+    bool winbinddReloaded = QARNSystemdReload(kWinbindService) >= 0;
     if (!smbdReloaded || !winbinddReloaded) {
         DS_LOG(LOG_DEBUG, "%s:%d add \"admin users\" reload service fail");
     }

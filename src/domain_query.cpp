@@ -164,7 +164,10 @@ void DomainCore::ReportSmbFailure(ErrorSeverity& severity, ErrorCode& err, Error
 }
 
 void DomainCore::PutFailedHosts(ErrorCode code) {
-    std::vector<std::string> hosts = m_domainError.GetFailedHost(code);
+    PutHosts(m_domainError.GetFailedHost(code));
+}
+
+void DomainCore::PutHosts(const std::vector<std::string>& hosts) {
     if (hosts.size() == 1) {
         m_data["info"]["ip"] = hosts.front();
         return;
@@ -173,6 +176,17 @@ void DomainCore::PutFailedHosts(ErrorCode code) {
     for (const std::string& host : hosts) ips.append(host);
     m_data["info"]["ips"] = ips;
     m_data["isPlural"] = true;
+}
+
+bool DomainCore::HostNameOrAnswer(std::string& hostname, ErrorSeverity severity, ErrorCode code) {
+    char buffer[kHostNameSize] = {};
+    if (gethostname(buffer, sizeof(buffer) - 1) == 0) {
+        hostname = buffer;
+        return true;
+    }
+    DS_LOG(LOG_ERR, "%s:%d Cannot get hostname");
+    SetError(severity, code);
+    return false;
 }
 
 ErrorCode DomainCore::GetGPO(const std::string& policyId, std::vector<std::string>& lines) {

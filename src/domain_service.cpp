@@ -10,7 +10,6 @@
 
 namespace {
 
-const size_t kHostNameSize = 64;
 const char kLocalhost[] = "localhost";
 const char kWritableKey[] = "Is writable";
 const char kNotWritable[] = "no";
@@ -69,10 +68,7 @@ void DomainServiceHandler::SmbAuthCheckLocalhost() {
     SetAuthMethod(kAuthNTLM);
     if (RunSmbclient(severity, err, kSmbclientTimeLimit)) {
         std::string host;
-        if (!ReadHostName(host)) {
-            SetError(kError, kInternalStepFailed);
-            return;
-        }
+        if (!HostNameOrAnswer(host, kError, kInternalStepFailed)) return;
         ResetTestAddress();
         AddTestAddress(host);
         SetAuthMethod(kAuthKrb5);
@@ -110,10 +106,7 @@ void DomainServiceHandler::RODCCheck() {
 
 void DomainServiceHandler::CheckComputerAccount() {
     std::string host;
-    if (!ReadHostName(host)) {
-        SetError(kHostnameUnreadable);
-        return;
-    }
+    if (!HostNameOrAnswer(host, kCodeOnly, kHostnameUnreadable)) return;
     SetNetFilter("name=" + host);
     SetTestAllIp(false);
     std::vector<std::string> names;
@@ -181,21 +174,6 @@ bool DomainServiceHandler::AuthenticateAddress(std::vector<std::string>& argv,
 
 void DomainServiceHandler::ReportFailedAddresses(const std::vector<std::string>& failed,
                                                  size_t tried) {
-    if (failed.size() == 1) {
-        m_data["info"]["ip"] = failed.front();
-    } else {
-        for (const std::string& address : failed) m_data["info"]["ips"].append(address);
-        m_data["isPlural"] = true;
-    }
+    PutHosts(failed);
     SetError(failed.size() < tried ? kWarning : kError, m_domainError.GetProperErr());
-}
-
-bool DomainServiceHandler::ReadHostName(std::string& name) {
-    char buffer[kHostNameSize] = {};
-    if (gethostname(buffer, sizeof(buffer) - 1) != 0) {
-        DS_LOG(LOG_ERR, "%s:%d Cannot get hostname");
-        return false;
-    }
-    name = buffer;
-    return true;
 }

@@ -13,21 +13,12 @@
 
 namespace {
 
-const int kHostNameSize = 64;
 const int kWorkgroupSize = 128;
 const int kMaxTimeOffset = 300;  // seconds
 const int kSearchLimit = 30;     // passed to every directory search, which ignores it
 const char kTimeOffsetKey[] = "Server_time_offset";
 const char kNSSKeyword[] = "failed to call wbcGetpwnam";
 const char kHostPrincipalPrefix[] = "host/";
-
-// False when the host name cannot be read.
-bool ReadHostName(std::string& hostname) {
-    char buffer[kHostNameSize] = {};
-    if (gethostname(buffer, sizeof(buffer) - 1) != 0) return false;
-    hostname = buffer;
-    return true;
-}
 
 Json::Value ToJsonArray(const std::vector<std::string>& texts) {
     Json::Value array(Json::arrayValue);
@@ -143,11 +134,7 @@ void DomainValidationHandler::CheckNSS() {
         return;
     }
     std::string hostname;
-    if (!ReadHostName(hostname)) {
-        DS_LOG(LOG_ERR, "%s:%d Cannot get hostname");
-        SetError(kError, kNSSLookupFailed);
-        return;
-    }
+    if (!HostNameOrAnswer(hostname, kError, kNSSLookupFailed)) return;
     const std::string account = std::string(workgroup) + "\\" + hostname + "$";
     ErrorCode code = kNoError;
     for (int attempt = 1;; ++attempt) {
@@ -257,13 +244,6 @@ std::string DomainValidationHandler::ObjectNameToSID(const std::string& name) {
     return "*" + values.front();
 }
 
-bool DomainValidationHandler::HostNameOrAnswer(std::string& hostname, ErrorCode code) {
-    if (ReadHostName(hostname)) return true;
-    DS_LOG(LOG_ERR, "%s:%d Cannot get hostname");
-    SetError(code);
-    return false;
-}
-
 void DomainValidationHandler::CheckDuplicateSPN() {
     const std::vector<std::string> domains = GetTrustedDomainFQDN();
     if (PostStatusSkip(kDomainJoined)) return;
@@ -273,7 +253,7 @@ void DomainValidationHandler::CheckDuplicateSPN() {
         return;
     }
     std::string hostname;
-    if (!HostNameOrAnswer(hostname, kInternalStepFailed)) return;
+    if (!HostNameOrAnswer(hostname, kCodeOnly, kInternalStepFailed)) return;
     const std::string realm = GetFQDN();
     const std::string principal = kHostPrincipalPrefix + hostname;
     std::vector<std::string> duplicated;
@@ -305,7 +285,7 @@ void DomainValidationHandler::CheckDuplicateSPN() {
 void DomainValidationHandler::CheckEssentialSPN() {
     if (PostStatusSkip(kDomainJoined)) return;
     std::string hostname;
-    if (!HostNameOrAnswer(hostname, kInternalStepFailed)) return;
+    if (!HostNameOrAnswer(hostname, kCodeOnly, kInternalStepFailed)) return;
     std::vector<std::string> missing = {kHostPrincipalPrefix + hostname,
                                         kHostPrincipalPrefix + hostname + "." + GetFQDN()};
     SetNetFilter("name=" + hostname);
@@ -337,7 +317,7 @@ void DomainValidationHandler::CheckEssentialSPN() {
 
 void DomainValidationHandler::CheckMachineConflict() {
     std::string hostname;
-    if (!HostNameOrAnswer(hostname, kHostnameUnreadable)) return;
+    if (!HostNameOrAnswer(hostname, kCodeOnly, kHostnameUnreadable)) return;
     SetNetFilter("name=" + hostname + "*CNF:*");
     std::vector<std::string> values;
     ErrorCode err = kNoError;
