@@ -77,23 +77,16 @@ INSTANTIATE_TEST_SUITE_P(
                     FailureCase{"127.0.0.2", "v6only.ex.test", "a", kNameNotResolved},
                     FailureCase{"127.0.0.3", "dc1.ex.test", "a", kDNSServerUnreachable}));
 
-TEST(DnsResolverSetting, UnreadableSystemSettingIsAnUnreachableServer) {
+TEST_F(DnsResolverTest, UnreadableSystemSettingIsAnUnreachableServer) {
     Sandbox::Remove("/etc/resolv.conf");
-    DnsResolver resolver;
-    resolver.SetDomainName("dc1.ex.test");
     Json::Value output;
-    EXPECT_EQ(resolver.ResolveRecord(output), kDNSServerUnreachable);
+    EXPECT_EQ(Resolve("", "dc1.ex.test", "", output), kDNSServerUnreachable);
 }
 
-TEST(DnsResolverTool, FailedRunGivesNoAnswerEvenWithAnswerLines) {
-    DnsServer server("ex.test");
-    server.Start();
+TEST_F(DnsResolverTest, FailedRunGivesNoAnswerEvenWithAnswerLines) {
     Sandbox::WriteFakeTool("/usr/bin/nslookup", "echo 'Address: 192.0.2.99'\nexit 1");
-    DnsResolver resolver;
-    resolver.SetDNS(DnsServer::kAddress);
-    resolver.SetDomainName("dc1.ex.test");
     Json::Value output;
-    EXPECT_EQ(resolver.ResolveRecord(output), kNameNotResolved);
+    EXPECT_EQ(Resolve(DnsServer::kAddress, "dc1.ex.test", "", output), kNameNotResolved);
 }
 
 }  // namespace

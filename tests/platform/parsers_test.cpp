@@ -39,9 +39,6 @@ TEST(PlatformParsers, PasswdSources) {
         if (platform::ReadPasswdSources(line, sources)) found.push_back(sources);
     }
     EXPECT_EQ(found, std::vector<Strings>{Strings({"files", "winbind"})});
-    Strings sources;
-    EXPECT_TRUE(platform::ReadPasswdSources(" passwd:files [NOTFOUND=return] ldap # x", sources));
-    EXPECT_EQ(sources, Strings({"files", "ldap"}));
 }
 
 }  // namespace

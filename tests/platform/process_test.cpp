@@ -35,14 +35,12 @@ TEST(Popenv, ModeSelectsTheStreams) {
     }
 }
 
-TEST(Popenv, RefusesWhatCannotRun) {
+TEST(Popen, RefusesWhatCannotRunAndTakesAnArgumentList) {
     char* argv[] = {const_cast<char*>("/nonexistent"), nullptr};
     EXPECT_EQ(QLIBCPopenv("/nonexistent", "r", argv), nullptr);
     EXPECT_EQ(QLIBCPopenv("/bin/true", "w", argv), nullptr);
     EXPECT_EQ(QLIBCPclose(stdin), -1);
-}
-
-TEST(Popen, TakesAnArgumentList) {
+    // The list form takes its arguments up to a null.
     FILE* stream = QLIBCPopen("/bin/echo", "r", "one", "two", nullptr);
     ASSERT_NE(stream, nullptr);
     EXPECT_EQ(ReadAll(stream), "one two\n");

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -12,6 +12,16 @@ namespace netfront {
 namespace {
 
 using Args = std::vector<std::string>;
+
+const std::string kPin = "--option=name resolve order=host";
+
+// Space-separated words; "PIN" stands for the option that pins name resolution to the host.
+Args Words(const std::string& text) {
+    Args words;
+    std::istringstream stream(text);
+    for (std::string word; stream >> word;) words.push_back(word == "PIN" ? kPin : word);
+    return words;
+}
 
 TEST(NetFrontClassify, AdsInfoAndAuthAreTheFrontsOwn) {
     const std::pair<Args, Kind> cases[] = {
@@ -39,42 +49,36 @@ TEST(NetFrontClassify, AdsInfoAndAuthAreTheFrontsOwn) {
     }
 }
 
-TEST(NetFrontParse, OptionsValuesAndClusters) {
-    ParsedArgs parsed = ParseArgs({"ads", "auth", "-d1", "-U", "EXAMPLE\\u%p", "-Pk", "-S",
-                                   "192.0.2.10", "--realm=EXAMPLE.TEST", "--json", "ntlm"});
-    EXPECT_EQ(parsed.positionals, (Args{"ads", "auth", "ntlm"}));
-    ASSERT_EQ(parsed.options.size(), 7u);
-    EXPECT_EQ(parsed.options[0].Tokens(), (Args{"-d", "1"}));
-    EXPECT_EQ(parsed.options[1].Tokens(), (Args{"-U", "EXAMPLE\\u%p"}));
-    EXPECT_EQ(parsed.options[2].Tokens(), (Args{"-P"}));
-    EXPECT_EQ(parsed.options[3].Tokens(), (Args{"-k"}));
-    EXPECT_EQ(parsed.options[4].Tokens(), (Args{"-S", "192.0.2.10"}));
-    EXPECT_EQ(parsed.options[5].Tokens(), (Args{"--realm=EXAMPLE.TEST"}));
-    EXPECT_EQ(parsed.options[6].Tokens(), (Args{"--json"}));
-    EXPECT_EQ(parsed.server, "192.0.2.10");
-    EXPECT_EQ(parsed.debugLevel, 1);
-    EXPECT_TRUE(parsed.json);
+// The parse in one line: the words, each option's tokens in brackets, the server and debug level.
+std::string Parsed(const std::string& args) {
+    ParsedArgs parsed = ParseArgs(Words(args));
+    std::string text;
+    for (const std::string& word : parsed.positionals) text += word + " ";
+    for (const Option& option : parsed.options) {
+        text += "[";
+        for (const std::string& token : option.Tokens()) text += token + ";";
+        text += "]";
+    }
+    return text + " S=" + parsed.server + " d=" + std::to_string(parsed.debugLevel) +
+           (parsed.json ? " json" : "");
 }
 
-TEST(NetFrontParse, LongOptionWithSeparateValue) {
-    ParsedArgs parsed = ParseArgs({"--server", "dc1.example.test", "--debuglevel", "5", "ads",
-                                   "info", "--use-kerberos", "off"});
-    EXPECT_EQ(parsed.positionals, (Args{"ads", "info"}));
-    EXPECT_EQ(parsed.server, "dc1.example.test");
-    EXPECT_EQ(parsed.debugLevel, 5);
-    ASSERT_EQ(parsed.options.size(), 3u);
-    EXPECT_EQ(parsed.options[2].Tokens(), (Args{"--use-kerberos=off"}));
-    // Attached short values.
-    parsed = ParseArgs({"-d10", "-I192.0.2.11", "ads", "info"});
-    EXPECT_EQ(parsed.debugLevel, 10);
-    EXPECT_EQ(parsed.server, "192.0.2.11");
-    EXPECT_EQ(ParseArgs({"ads", "info"}).debugLevel, -1);
-    EXPECT_EQ(ParseArgs({"-d", "x", "ads", "info"}).debugLevel, -1);
-    // A value-taking option at the very end has no value.
-    ParsedArgs last = ParseArgs({"ads", "info", "-S"});
-    ASSERT_EQ(last.options.size(), 1u);
-    EXPECT_FALSE(last.options[0].hasValue);
-    EXPECT_EQ(last.server, "");
+TEST(NetFrontParse, OptionsValuesAndClusters) {
+    const std::pair<const char*, const char*> cases[] = {
+        // A cluster gives one option a letter; "--name=value" stays one token.
+        {"ads auth -d1 -U EXAMPLE\\u%p -Pk -S 192.0.2.10 --realm=EXAMPLE.TEST --json ntlm",
+         "ads auth ntlm [-d;1;][-U;EXAMPLE\\u%p;][-P;][-k;][-S;192.0.2.10;]"
+         "[--realm=EXAMPLE.TEST;][--json;] S=192.0.2.10 d=1 json"},
+        // A long option's separate value joins it.
+        {"--server dc1.example.test --debuglevel 5 ads info --use-kerberos off",
+         "ads info [--server=dc1.example.test;][--debuglevel=5;][--use-kerberos=off;] "
+         "S=dc1.example.test d=5"},
+        {"-d10 -I192.0.2.11 ads info", "ads info [-d;10;][-I;192.0.2.11;] S=192.0.2.11 d=10"},
+        {"-d x ads info", "ads info [-d;x;] S= d=-1"},
+        // A value-taking option at the very end has no value.
+        {"ads info -S", "ads info [-S;] S= d=-1"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(Parsed(c.first), c.second) << c.first;
 }
 
 TEST(NetFrontInfo, KeysGetUnderscoresAndValuesStay) {
@@ -91,9 +95,6 @@ TEST(NetFrontInfo, KeysGetUnderscoresAndValuesStay) {
         {"   : x y", "   : x y"},
     };
     for (const auto& c : cases) EXPECT_EQ(RewriteInfoLine(c.first), c.second);
-}
-
-TEST(NetFrontInfo, ValueOfAKey) {
     EXPECT_EQ(InfoValue("LDAP server: 192.0.2.10", "LDAP server"), "192.0.2.10");
     EXPECT_EQ(InfoValue("LDAP server name: dc1.example.test", "LDAP server"), "");
     EXPECT_EQ(InfoValue("LDAP server name:   dc1", "LDAP server name"), "dc1");
@@ -101,63 +102,51 @@ TEST(NetFrontInfo, ValueOfAKey) {
 }
 
 TEST(NetFrontInfo, AServerIsNotReplacedByAnother) {
-    const std::string pin = "--option=name resolve order=host";
-    const Args withServer = {"ads", "info", "-S", "192.0.2.10"};
-    EXPECT_EQ(PinnedInfoArgs(withServer, ParseArgs(withServer)),
-              (Args{"ads", "info", "-S", "192.0.2.10", pin}));
-    const Args noServer = {"ads", "info"};
-    EXPECT_EQ(PinnedInfoArgs(noServer, ParseArgs(noServer)), noServer);
-    const Args ownOrder = {"ads", "info", "-S", "dc1", "--option=name resolve order=bcast"};
-    EXPECT_EQ(PinnedInfoArgs(ownOrder, ParseArgs(ownOrder)), ownOrder);
+    const std::pair<Args, Args> cases[] = {
+        {{"ads", "info", "-S", "192.0.2.10"}, {"ads", "info", "-S", "192.0.2.10", kPin}},
+        {{"ads", "info"}, {"ads", "info"}},  // no server: any controller
+        {{"ads", "info", "-S", "dc1", "--option=name resolve order=bcast"},
+         {"ads", "info", "-S", "dc1", "--option=name resolve order=bcast"}},  // the caller's order
+    };
+    for (const auto& c : cases) EXPECT_EQ(PinnedInfoArgs(c.first, ParseArgs(c.first)), c.second);
 }
 
-AuthPlan Plan(const Args& args) {
-    AuthPlan plan;
-    std::string error;
-    EXPECT_TRUE(BuildAuthCommand(ParseArgs(args), plan, error)) << error;
-    return plan;
-}
-
-TEST(NetFrontAuth, NtlmForcesKerberosOffAndKeepsTheCredentials) {
-    AuthPlan plan =
-        Plan({"ads", "auth", "-d1", "-U", "EXAMPLE\\admin%pw", "-S", "192.0.2.10", "ntlm"});
-    EXPECT_EQ(plan.method, "ntlm");
-    EXPECT_EQ(plan.server, "192.0.2.10");
-    EXPECT_FALSE(plan.verbose);
-    EXPECT_EQ(plan.argv,
-              (Args{kSystemNet, "ads", "search", "-d3", "--option=name resolve order=host", "-U",
-                    "EXAMPLE\\admin%pw", "-S", "192.0.2.10", "--use-kerberos=off",
-                    "(objectClass=domain)", "distinguishedName"}));
-    // -k with "ntlm" means NTLM: the ticket cache is no NTLM credential, so that fails.
-    plan = Plan({"ads", "auth", "-k", "--use-kerberos=desired", "-S", "192.0.2.10", "ntlm"});
-    EXPECT_EQ(std::count(plan.argv.begin(), plan.argv.end(), "-k"), 0);
-    EXPECT_EQ(std::count(plan.argv.begin(), plan.argv.end(), "--use-kerberos=off"), 1);
-    EXPECT_EQ(std::count(plan.argv.begin(), plan.argv.end(), "--use-kerberos=desired"), 0);
-}
-
-TEST(NetFrontAuth, Krb5ForcesKerberosAndDropsTheCallersKerberosSwitch) {
-    AuthPlan plan = Plan({"ads", "auth", "-k", "-S", "dc1.example.test", "KRB5"});
-    EXPECT_EQ(plan.method, "krb5");
-    EXPECT_EQ(plan.argv,
-              (Args{kSystemNet, "ads", "search", "-d3", "--option=name resolve order=host", "-S",
-                    "dc1.example.test", "--use-kerberos=required", "(objectClass=domain)",
-                    "distinguishedName"}));
-}
-
-TEST(NetFrontAuth, MachineAccountWithoutMethodKeepsNetsDefault) {
-    AuthPlan plan = Plan({"ads", "auth", "-P", "-d0", "-S", "192.0.2.11"});
-    EXPECT_EQ(plan.method, "");
-    EXPECT_EQ(plan.argv,
-              (Args{kSystemNet, "ads", "search", "-d3", "--option=name resolve order=host", "-P",
-                    "-S", "192.0.2.11", "(objectClass=domain)", "distinguishedName"}));
-    // Without a server, net looks for a DC as usual.
-    EXPECT_EQ(Plan({"ads", "auth", "-P", "-k"}).argv,
-              (Args{kSystemNet, "ads", "search", "-d3", "-P", "-k", "(objectClass=domain)",
-                    "distinguishedName"}));
-    // A high debug level is verbose and kept.
-    plan = Plan({"ads", "auth", "-d5", "-P", "krb5"});
-    EXPECT_TRUE(plan.verbose);
-    EXPECT_EQ(plan.argv[3], "-d5");
+// "ads auth" runs kSystemNet "ads" "search" with the row's options and then
+// "(objectClass=domain)" "distinguishedName".
+TEST(NetFrontAuth, SearchRealisesTheMethod) {
+    const struct {
+        const char* args;  // after "ads auth"
+        const char* method;
+        bool verbose;
+        const char* options;
+    } cases[] = {
+        // NTLM forces Kerberos off and keeps the credentials.
+        {"-d1 -U EXAMPLE\\admin%pw -S 192.0.2.10 ntlm", "ntlm", false,
+         "-d3 PIN -U EXAMPLE\\admin%pw -S 192.0.2.10 --use-kerberos=off"},
+        // -k with "ntlm" means NTLM: the ticket cache is no NTLM credential, so that fails.
+        {"-k --use-kerberos=desired -S 192.0.2.10 ntlm", "ntlm", false,
+         "-d3 PIN -S 192.0.2.10 --use-kerberos=off"},
+        // krb5 forces Kerberos and drops the caller's Kerberos switch.
+        {"-k -S dc1.example.test KRB5", "krb5", false,
+         "-d3 PIN -S dc1.example.test --use-kerberos=required"},
+        // The machine account without a method keeps net's default.
+        {"-P -d0 -S 192.0.2.11", "", false, "-d3 PIN -P -S 192.0.2.11"},
+        // Without a server, net looks for a DC as usual.
+        {"-P -k", "", false, "-d3 -P -k"},
+        // A high debug level is verbose and kept.
+        {"-d5 -P krb5", "krb5", true, "-d5 -P --use-kerberos=required"},
+    };
+    for (const auto& c : cases) {
+        AuthPlan plan;
+        std::string error;
+        const ParsedArgs parsed = ParseArgs(Words(std::string("ads auth ") + c.args));
+        ASSERT_TRUE(BuildAuthCommand(parsed, plan, error)) << error;
+        EXPECT_EQ(plan.argv, Words(std::string(kSystemNet) + " ads search " + c.options +
+                                   " (objectClass=domain) distinguishedName"));
+        EXPECT_EQ(plan.method, c.method) << c.args;
+        EXPECT_EQ(plan.verbose, c.verbose) << c.args;
+        EXPECT_EQ(plan.server, parsed.server) << c.args;
+    }
 }
 
 TEST(NetFrontAuth, UsageErrors) {
@@ -176,54 +165,53 @@ TEST(NetFrontDebugLines, ContactedServer) {
     EXPECT_EQ(ConnectedServerName("Got 1 replies"), "");
 }
 
+const char kNtlmBindFailed[] =
+    "ads_sasl_spnego_gensec_bind(NTLMSSP) failed for ldap/dc1.example.test with "
+    "user[administrator] realm=[EXAMPLE.TEST]: Invalid credentials";
+const char kNoDomainInfo[] = "Failed to set machine account: NT_STATUS_CANT_ACCESS_DOMAIN_INFO";
+const char kCldapFailed[] = "ads_try_connect: CLDAP request 192.0.2.99 failed.";
+
 TEST(NetFrontDebugLines, FailureLines) {
-    EXPECT_TRUE(
-        IsFailureLine("kerberos_kinit_password administrator@EXAMPLE.TEST failed: "
-                      "Preauthentication failed"));
-    EXPECT_TRUE(
-        IsFailureLine("ads_sasl_spnego_gensec_bind(NTLMSSP) failed for "
-                      "ldap/dc1.example.test with user[x] realm=[EXAMPLE.TEST]: Invalid "
-                      "credentials"));
-    EXPECT_TRUE(IsFailureLine("Failed to set machine account: NT_STATUS_CANT_ACCESS_DOMAIN_INFO"));
-    EXPECT_FALSE(
-        IsFailureLine("ldb: Failed to connect to '/var/lib/samba/private/secrets.ldb' "
-                      "with backend 'tdb'"));
-    EXPECT_FALSE(IsFailureLine("Successfully contacted LDAP server 192.0.2.10"));
-    EXPECT_FALSE(IsFailureLine("GENSEC backend 'ntlmssp' registered"));
-    EXPECT_FALSE(IsFailureLine("ads_sasl_spnego_bind: got OID=1.2.840.48018.1.2.2"));
+    const std::pair<const char*, bool> cases[] = {
+        {"kerberos_kinit_password administrator@EXAMPLE.TEST failed: Preauthentication failed",
+         true},
+        {kNtlmBindFailed, true},
+        {kNoDomainInfo, true},
+        {"ldb: Failed to connect to '/var/lib/samba/private/secrets.ldb' with backend 'tdb'",
+         false},
+        {"Successfully contacted LDAP server 192.0.2.10", false},
+        {"GENSEC backend 'ntlmssp' registered", false},
+        {"ads_sasl_spnego_bind: got OID=1.2.840.48018.1.2.2", false},
+    };
+    for (const auto& c : cases) EXPECT_EQ(IsFailureLine(c.first), c.second) << c.first;
 }
 
 TEST(NetFrontDebugLines, FailureReasonInTheWordsOfAdsErrstr) {
-    EXPECT_EQ(
-        FailureReason({"ads_sasl_spnego_gensec_bind(NTLMSSP) failed for ldap/dc1.example.test "
-                       "with user[administrator] realm=[EXAMPLE.TEST]: Invalid credentials"}),
-        "Invalid credentials");
-    // The reason may itself end in "failed".
-    EXPECT_EQ(FailureReason({"ads_sasl_spnego_gensec_bind(KRB5) failed for ldap/dc1.example.test "
-                             "with user[administrator] realm=[EXAMPLE.TEST]: Preauthentication "
-                             "failed"}),
-              "Preauthentication failed");
-    EXPECT_EQ(FailureReason({"kerberos_kinit_password carol@EXAMPLE.TEST failed: Clients "
-                             "credentials have been revoked",
-                             "ads_sasl_spnego_gensec_bind(KRB5) failed for ldap/dc1.example.test "
-                             "with user[carol] realm=[EXAMPLE.TEST]: Clients credentials have "
-                             "been revoked"}),
-              "Clients credentials have been revoked");
-    EXPECT_EQ(FailureReason({"ads_try_connect: CLDAP request 192.0.2.99 failed.",
-                             "ads_find_dc: name resolution for realm '' (domain 'EXAMPLE') failed: "
-                             "NT_STATUS_NO_LOGON_SERVERS"}),
-              "No logon servers are currently available");
-    // The cause, not the fallback that failed after it.
-    EXPECT_EQ(
-        FailureReason({"kerberos_kinit_password NAS01$@EXAMPLE.TEST failed: Client not found "
-                       "in Kerberos database",
-                       "ads_sasl_spnego_gensec_bind(NTLMSSP) failed for ldap/dc2.example.test "
-                       "with user[NAS01$] realm=[EXAMPLE.TEST]: Invalid credentials"}),
-        "Client not found in Kerberos database");
-    EXPECT_EQ(FailureReason({"Failed to set machine account: NT_STATUS_CANT_ACCESS_DOMAIN_INFO"}),
-              "NT_STATUS_CANT_ACCESS_DOMAIN_INFO");
-    EXPECT_EQ(FailureReason({"ads_try_connect: CLDAP request 192.0.2.99 failed."}), "");
-    EXPECT_EQ(FailureReason({}), "");
+    const std::pair<Args, const char*> cases[] = {
+        {{kNtlmBindFailed}, "Invalid credentials"},
+        // The reason may itself end in "failed".
+        {{"ads_sasl_spnego_gensec_bind(KRB5) failed for ldap/dc1.example.test with "
+          "user[administrator] realm=[EXAMPLE.TEST]: Preauthentication failed"},
+         "Preauthentication failed"},
+        {{"kerberos_kinit_password carol@EXAMPLE.TEST failed: Clients credentials have been "
+          "revoked",
+          "ads_sasl_spnego_gensec_bind(KRB5) failed for ldap/dc1.example.test with user[carol] "
+          "realm=[EXAMPLE.TEST]: Clients credentials have been revoked"},
+         "Clients credentials have been revoked"},
+        {{kCldapFailed,
+          "ads_find_dc: name resolution for realm '' (domain 'EXAMPLE') failed: "
+          "NT_STATUS_NO_LOGON_SERVERS"},
+         "No logon servers are currently available"},
+        // The cause, not the fallback that failed after it.
+        {{"kerberos_kinit_password NAS01$@EXAMPLE.TEST failed: Client not found in Kerberos "
+          "database",
+          kNtlmBindFailed},
+         "Client not found in Kerberos database"},
+        {{kNoDomainInfo}, "NT_STATUS_CANT_ACCESS_DOMAIN_INFO"},
+        {{kCldapFailed}, ""},
+        {{}, ""},
+    };
+    for (const auto& c : cases) EXPECT_EQ(FailureReason(c.first), c.second);
 }
 
 TEST(NetFrontServer, AddressAskedFor) {

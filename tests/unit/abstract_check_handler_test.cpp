@@ -57,29 +57,22 @@ TEST_P(SetErrorTest, SendsCodeAndDetails) {
     EXPECT_TRUE(Sandbox::Logged(" test fail(err code=" + std::to_string(c.code) + ")"));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Details, SetErrorTest,
-    testing::Values(SetErrorCase{"NoLinksNoFindings", "null", kError, kClockSkewTooGreat,
-                                 R"({"isPlural": false, "level": 0})"},
-                    SetErrorCase{"PluralKept", R"({"isPlural": true, "info": {"ips": ["a", "b"]}})",
-                                 kWarning, kTimeOffsetTooLarge,
-                                 R"({"isPlural": true, "level": 1, "info": {"ips": ["a", "b"]}})"},
-                    SetErrorCase{"ExtraKeysKept", R"({"info": {}, "badValue": 3})", kError,
-                                 kSMBConfWrongValues,
-                                 R"({"info": {}, "badValue": 3, "isPlural": false, "level": 0})"},
-                    SetErrorCase{"NtlmLinksBesideFindings", R"({"info": {"ip": "192.0.2.1"}})",
-                                 kWarning, kNTLMBlocked,
-                                 R"({"info": {"ip": "192.0.2.1", "link_server_exception": "L",
-                     "link_ntlm_traffic": "L", "link_ntlm_auth": "L"}, "isPlural": false,
-                     "level": 1})"},
-                    SetErrorCase{"LinkReplacesFinding", R"({"info": {"link": "mine"}})", kError,
-                                 kWinbindNotAvailable,
-                                 R"({"info": {"link": "L"}, "isPlural": false, "level": 0})"},
-                    SetErrorCase{"CodeOnlyDropsFindings", R"({"info": {"ip": "x"}})", kCodeOnly,
-                                 kNTLMBlocked, "null"},
-                    SetErrorCase{"BareCodeDropsFindings", R"({"info": {"ip": "x"}})", kBareCode,
-                                 kNoProgressFile, "null"}),
-    [](const testing::TestParamInfo<SetErrorCase>& info) { return info.param.name; });
+const SetErrorCase kSetErrorCases[] = {
+    {"NoLinksNoFindings", "null", kError, kClockSkewTooGreat, R"({"isPlural": false, "level": 0})"},
+    {"PluralKept", R"({"isPlural": true, "info": {"ips": ["a", "b"]}})", kWarning,
+     kTimeOffsetTooLarge, R"({"isPlural": true, "level": 1, "info": {"ips": ["a", "b"]}})"},
+    {"ExtraKeysKept", R"({"info": {}, "badValue": 3})", kError, kSMBConfWrongValues,
+     R"({"info": {}, "badValue": 3, "isPlural": false, "level": 0})"},
+    {"NtlmLinksBesideFindings", R"({"info": {"ip": "192.0.2.1"}})", kWarning, kNTLMBlocked,
+     R"({"info": {"ip": "192.0.2.1", "link_server_exception": "L", "link_ntlm_traffic": "L",
+         "link_ntlm_auth": "L"}, "isPlural": false, "level": 1})"},
+    {"LinkReplacesFinding", R"({"info": {"link": "mine"}})", kError, kWinbindNotAvailable,
+     R"({"info": {"link": "L"}, "isPlural": false, "level": 0})"},
+    {"CodeOnlyDropsFindings", R"({"info": {"ip": "x"}})", kCodeOnly, kNTLMBlocked, "null"},
+    {"BareCodeDropsFindings", R"({"info": {"ip": "x"}})", kBareCode, kNoProgressFile, "null"}};
+
+INSTANTIATE_TEST_SUITE_P(Details, SetErrorTest, testing::ValuesIn(kSetErrorCases),
+                         [](const auto& info) { return info.param.name; });
 
 TEST(SetSuccess, SendsTheGivenResult) {
     Answer answer;

