@@ -7,6 +7,7 @@
 #include "net_lab.hpp"
 #include "qarn.h"
 #include "sandbox.hpp"
+#include "sz_list.hpp"
 
 namespace {
 
@@ -30,16 +31,10 @@ TEST(DNSGet, JoinsWholeEntriesThatFit) {
     EXPECT_EQ(DNSSetting(), "<failed>");
 }
 
-QLIBC_SZLIST* List(std::initializer_list<const char*> entries) {
-    QLIBC_SZLIST* list = QLIBCSzListAlloc(4);
-    for (const char* entry : entries) QLIBCSzListPush(&list, entry);
-    return list;
-}
-
 TEST(DNSListSet, RewritesTheLinkedFileAndKeepsOtherLines) {
     Sandbox::WriteFile("/run/resolvconf/resolv.conf", "search ex.test\nnameserver 192.0.2.1\n");
     Sandbox::Link("/run/resolvconf/resolv.conf", kResolvConf);
-    QLIBC_SZLIST* list = List({"192.0.2.53", "2001:db8::53"});
+    QLIBC_SZLIST* list = SzList({"192.0.2.53", "2001:db8::53"});
     EXPECT_EQ(QARNNetDNSListSet(list), 0);
     QLIBCSzListFree(list);
     EXPECT_EQ(Sandbox::ReadFile("/run/resolvconf/resolv.conf"),
@@ -49,7 +44,7 @@ TEST(DNSListSet, RewritesTheLinkedFileAndKeepsOtherLines) {
 TEST(DNSListSet, UnsafeEntryLeavesTheFileAlone) {
     Sandbox::WriteFile(kResolvConf, "nameserver 192.0.2.1\n");
     for (const char* entry : {"", "192.0.2.5 # x", "192.0.2.5\noptions debug"}) {
-        QLIBC_SZLIST* list = List({"192.0.2.9", entry});
+        QLIBC_SZLIST* list = SzList({"192.0.2.9", entry});
         EXPECT_LT(QARNNetDNSListSet(list), 0) << entry;
         QLIBCSzListFree(list);
     }

@@ -5,6 +5,7 @@
 
 #include "qarn.h"
 #include "sandbox.hpp"
+#include "sz_list.hpp"
 
 namespace {
 
@@ -17,12 +18,6 @@ void FakeSystemctl() {
                          "for u in $(cat /tmp/failing 2>/dev/null); do\n"
                          "  case \" $* \" in *\" $u \"*) echo \"$u failed\"; exit 1;; esac\n"
                          "done");
-}
-
-QLIBC_SZLIST* List(std::initializer_list<const char*> names) {
-    QLIBC_SZLIST* list = QLIBCSzListAlloc(4);
-    for (const char* name : names) QLIBCSzListPush(&list, name);
-    return list;
 }
 
 TEST(Systemd, ModuleUnitsMapToTheSystemsSambaUnits) {
@@ -45,7 +40,7 @@ TEST(Systemd, FailuresAreResultsAndNamed) {
     EXPECT_EQ(QARNSystemdEnableStatusGet("pkg-qarnsamba-nmbd"), 0);
     EXPECT_LT(QARNSystemdReload("pkg-qarnsamba-nmbd"), 0);
     QLIBC_SZLIST* services =
-        List({"pkg-qarnsamba-nmbd", "pkg-qarnsamba-smbd", "pkg-qarnsamba-winbindd"});
+        SzList({"pkg-qarnsamba-nmbd", "pkg-qarnsamba-smbd", "pkg-qarnsamba-winbindd"});
     QLIBC_SZLIST* failed = nullptr;
     EXPECT_LT(QARNSystemdServiceStartByReason("QARNWinsJoinDomain", services, &failed), 0);
     ASSERT_EQ(QLIBCSzListCount(failed), 1);
