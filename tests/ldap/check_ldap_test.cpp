@@ -164,12 +164,9 @@ TEST_F(LDAPChecks, ServerAddress) {
         int code;
         const char* probed;
     } cases[] = {
-        {"127.0.0.1", 0, "127.0.0.1"},
-        {"127.0.0.6", 0, "127.0.0.6"},
-        {"ldap.ex.test", 0, "127.0.0.1"},
-        {"nowhere.ex.test", 1016, nullptr},
-        {"missing.ex.test", 1000, nullptr},
-        {"", 501, nullptr},
+        {"127.0.0.1", 0, "127.0.0.1"},      {"127.0.0.6", 0, "127.0.0.6"},
+        {"ldap.ex.test", 0, "127.0.0.1"},   {"nowhere.ex.test", 1016, nullptr},
+        {"missing.ex.test", 1000, nullptr}, {"", 501, nullptr},
     };
     for (const auto& c : cases) {
         Json::Value params;
