@@ -60,14 +60,6 @@ TEST(BeforeJoin, TestIPsFromEverySource) {
     }
 }
 
-TEST(BeforeJoin, ControllerNameOfAnAddress) {
-    DomainFixture fixture;
-    ErrorCode err = kConnectionReset;
-    std::string name = fixture.probe.ConvertIP2Fqdn(kBed.dc1, err);
-    EXPECT_EQ(ToLower(name), "dc1." + kBed.dnsDomain);
-    EXPECT_EQ(err, kNoError);
-}
-
 // The right password's ticket is proven through test_kinit (domain_service_e2e_test.cpp).
 TEST(BeforeJoin, UserTicketWrongPassword) {
     Sandbox::Remove("/etc/krb5.conf");
@@ -112,7 +104,8 @@ TEST(BeforeJoin, LockedOutAfterBadPasswords) {
     EXPECT_EQ(err, kAccountLocked);
 }
 
-// With Kerberos a controller is contacted by name; the stopped one tells none and is left out.
+// With Kerberos a controller is contacted by the name it tells (net ads info); the stopped one
+// tells none and is left out.
 // (The logons' warning about it is proven through test_smb_auth in domain_service_e2e_test.cpp.)
 TEST(BeforeJoin, KerberosLeavesOutAStoppedController) {
     if (kBed.dc2.empty()) GTEST_SKIP() << "no stopped second controller";
