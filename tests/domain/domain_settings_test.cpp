@@ -23,15 +23,11 @@ Lookup SrvIPs(const char* service) {
 Lookup NetLookup(const char* service) {
     return [service](DomainProbe& probe, ErrorCode& err) { return probe.NetLookup(err, service); };
 }
-Lookup FirstAddressOnly() {
-    return [](DomainProbe& probe, ErrorCode& err) {
-        probe.SetTestAllIp(false);
-        return probe.GetTestAddress(err, nullptr);
-    };
-}
-Lookup KerberosAddresses() {
-    return [](DomainProbe& probe, ErrorCode& err) {
-        probe.SetAuthMethod(kAuthKrb5);
+// The addresses to test: every one or the first, for the method.
+Lookup TestAddress(bool all, EAuth method) {
+    return [all, method](DomainProbe& probe, ErrorCode& err) {
+        probe.SetTestAllIp(all);
+        probe.SetAuthMethod(method);
         return probe.GetTestAddress(err, nullptr);
     };
 }
@@ -77,7 +73,7 @@ const char kKerberosNames[] =
 const LookupCase kLookups[] = {
     {"DCIPsInOrder", "", kTwoDCs, nullptr, TestIPs(nullptr), Strings{"192.0.2.10", "192.0.2.11"},
      kConnectionReset},
-    {"OnlyTheFirstWhenNotTestingAll", "", kTwoDCs, nullptr, FirstAddressOnly(),
+    {"OnlyTheFirstWhenNotTestingAll", "", kTwoDCs, nullptr, TestAddress(false, kAuthNone),
      Strings{"192.0.2.10"}},
     {"PasswordServerOfAJoinedServer", "security = ads\npassword server = dc1.test\n", "{}", nullptr,
      TestIPs(nullptr), Strings{"dc1.test"}},
@@ -104,7 +100,7 @@ const LookupCase kLookups[] = {
      Strings{}, kNoDCAddress},
     {"LookupFailureKeepsTheError", kAds, "{}", "exit 2", NetLookup(nullptr), Strings{},
      kConnectionReset, "lookup pdc -d0\n"},
-    {"KerberosUsesControllerNames", "", kTwoDCs, kKerberosNames, KerberosAddresses(),
+    {"KerberosUsesControllerNames", "", kTwoDCs, kKerberosNames, TestAddress(true, kAuthKrb5),
      Strings{"dc1.example.test"}, kUnknownDomainError,
      "ads info -S 192.0.2.10\nads info -S 192.0.2.11\n",
      "Failed to convert IP [192.0.2.11] to FQDN."},
