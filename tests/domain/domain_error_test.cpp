@@ -45,37 +45,29 @@ const char kJoined[] = "security = ads\n";
 const char kNotJoined[] = "security = user\n";
 const char kDirectoryServer[] = "server role = active directory domain controller\n";
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, DomainErrorTest,
-    testing::Values(
-        CollectorCase{"NothingRecorded", kJoined, kAB, Failures{}, kNoError, false},
-        CollectorCase{"EmptyHostIgnored", kJoined, kAB, Failures{{kNoDCReachable, ""}}, kNoError,
-                      false},
-        CollectorCase{"PriorityAllFailedJoined", kJoined, kAB, kLogonAndTimeout,
-                      kAuthFailedAllDCsJoined, true},
-        CollectorCase{"PriorityAllFailedNotJoined", kNotJoined, kAB, kLogonAndTimeout, kAuthFailed,
-                      true},
-        CollectorCase{"PriorityAllFailedDirectoryServer", kDirectoryServer, kAB, kLogonAndTimeout,
-                      kAuthFailedAllDCsADServer, true},
-        CollectorCase{"SomeFailedJoined", kJoined, kABC, kLogonAndTimeout, kAuthFailedSomeDCsJoined,
-                      false},
-        CollectorCase{"SomeFailedNotJoined", kNotJoined, kABC, kLogonAndTimeout, kAuthFailedSomeDCs,
-                      false},
-        CollectorCase{"AccessDeniedDirectoryServer", kDirectoryServer, kA, kDeniedA,
-                      kAccessDeniedAllDCsADServer, true},
-        CollectorCase{"AccessDeniedJoined", kJoined, kA, kDeniedA, kAccessDeniedAllDCsJoined, true},
-        CollectorCase{"AccessDeniedNotJoined", kNotJoined, kA, kDeniedA, kAccessDenied, true},
-        CollectorCase{"ClockSkewIsNotTranslated", kJoined, kAB,
-                      Failures{{kClockSkewTooGreat, "A"}, {kClockSkewTooGreat, "B"}},
-                      kClockSkewTooGreat, true},
-        CollectorCase{"NTLMBlockedOnSomeStaysUntranslated", kJoined, kAB,
-                      Failures{{kNTLMBlocked, "A"}}, kNTLMBlocked, false},
-        CollectorCase{"NoAddressesCountAsAllFailed", kJoined, Hosts{},
-                      Failures{{kPasswordExpired, "realm"}}, kAuthFailedAllDCsJoined, true},
-        CollectorCase{"OutsidePriorityFirstRecordedWins", kNotJoined, kAB,
-                      Failures{{kConnectionReset, "A"}, {kObjectNotFound, "B"}}, kConnectionReset,
-                      true}),
-    [](const testing::TestParamInfo<CollectorCase>& info) { return info.param.name; });
+const CollectorCase kDomainErrorRows[] = {
+    {"NothingRecorded", kJoined, kAB, Failures{}, kNoError, false},
+    {"EmptyHostIgnored", kJoined, kAB, Failures{{kNoDCReachable, ""}}, kNoError, false},
+    {"PriorityAllFailedJoined", kJoined, kAB, kLogonAndTimeout, kAuthFailedAllDCsJoined, true},
+    {"PriorityAllFailedNotJoined", kNotJoined, kAB, kLogonAndTimeout, kAuthFailed, true},
+    {"PriorityAllFailedDirectoryServer", kDirectoryServer, kAB, kLogonAndTimeout,
+     kAuthFailedAllDCsADServer, true},
+    {"SomeFailedJoined", kJoined, kABC, kLogonAndTimeout, kAuthFailedSomeDCsJoined, false},
+    {"SomeFailedNotJoined", kNotJoined, kABC, kLogonAndTimeout, kAuthFailedSomeDCs, false},
+    {"AccessDeniedDirectoryServer", kDirectoryServer, kA, kDeniedA, kAccessDeniedAllDCsADServer,
+     true},
+    {"AccessDeniedJoined", kJoined, kA, kDeniedA, kAccessDeniedAllDCsJoined, true},
+    {"AccessDeniedNotJoined", kNotJoined, kA, kDeniedA, kAccessDenied, true},
+    {"ClockSkewIsNotTranslated", kJoined, kAB,
+     Failures{{kClockSkewTooGreat, "A"}, {kClockSkewTooGreat, "B"}}, kClockSkewTooGreat, true},
+    {"NTLMBlockedOnSomeStaysUntranslated", kJoined, kAB, Failures{{kNTLMBlocked, "A"}},
+     kNTLMBlocked, false},
+    {"NoAddressesCountAsAllFailed", kJoined, Hosts{}, Failures{{kPasswordExpired, "realm"}},
+     kAuthFailedAllDCsJoined, true},
+    {"OutsidePriorityFirstRecordedWins", kNotJoined, kAB,
+     Failures{{kConnectionReset, "A"}, {kObjectNotFound, "B"}}, kConnectionReset, true}};
+
+INSTANTIATE_TEST_SUITE_P(Cases, DomainErrorTest, testing::ValuesIn(kDomainErrorRows), RowName());
 
 TEST(DomainError, FailedHostsByCode) {
     SetSecurity("ads");

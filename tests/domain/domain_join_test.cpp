@@ -108,17 +108,18 @@ const char kUnjoinedConf[] =
     "[global]\n\tworkgroup = EXAMPLE\n\tsecurity = user\n"
     "\tclient NTLMv2 auth = no\n[share]\n\tpath = /srv\n";
 
-void FakeSystemctl(const std::string& body) {
+// A server not joined yet, whose service manager runs body.
+void UnjoinedServer(const std::string& systemctlBody) {
+    Sandbox::WriteFile("/etc/samba/smb.conf", kUnjoinedConf);
+    Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", "Workgroup=EXAMPLE\n");
+    FakeNet("true");
     setenv("PATH", "/usr/local/sbin:/usr/bin:/bin", 1);
-    Sandbox::WriteFakeTool("/usr/local/sbin/systemctl", body);
+    Sandbox::WriteFakeTool("/usr/local/sbin/systemctl", systemctlBody);
 }
 
 TEST(SetJoinEnv, SwitchesTheServerOver) {
-    Sandbox::WriteFile("/etc/samba/smb.conf", kUnjoinedConf);
+    UnjoinedServer("true");
     Sandbox::WriteFile("/etc/nsswitch.conf", "passwd: files\ngroup: files\n");
-    Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", "Workgroup=EXAMPLE\n");
-    FakeNet("true");
-    FakeSystemctl("true");
     Json::Value params = Params(R"({"username": "alice", "password": "pw", "manage_mode": 1,
                                     "dc_ips": "192.0.2.10"})");
     ExpectAnswer(CallEntry(SetJoin_v1, params), 0, Json::Value());
@@ -137,10 +138,7 @@ TEST(SetJoinEnv, SwitchesTheServerOver) {
 }
 
 TEST(SetJoinEnv, AServiceThatDoesNotStartIsAFailedStep) {
-    Sandbox::WriteFile("/etc/samba/smb.conf", kUnjoinedConf);
-    Sandbox::WriteFile("/usr/qarn/etc/private/workgroup", "Workgroup=EXAMPLE\n");
-    FakeNet("true");
-    FakeSystemctl("case \"$*\" in 'enable --now smbd') exit 1;; esac");
+    UnjoinedServer("case \"$*\" in 'enable --now smbd') exit 1;; esac");
     ExpectAnswer(CallEntry(SetJoin_v1, Params(R"({"username": "alice"})")), kInternalStepFailed,
                  Json::Value());
     EXPECT_TRUE(Sandbox::Logged("failed to start services (pkg-qarnsamba-smbd) by reason"));

@@ -39,22 +39,20 @@ TEST_P(Krb5ConfTest, NamesTheControllersSambaAlsoUses) {
     ExpectLogged(c.logged);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, Krb5ConfTest,
-    testing::Values(
-        Krb5ConfCase{"KnownToSambaInTestOrder",
-                     "[libdefaults]\n\tkdc = 192.0.2.99\n[realms]\nEXAMPLE.TEST = {\n"
-                     "\tkdc = 192.0.2.11\n\tkdc = 192.0.2.10\n}\n",
-                     "192.0.2.10,192.0.2.99,192.0.2.11,192.0.2.10",
-                     "\tdns_lookup_kdc = false\n[realms]\n\tEXAMPLE.TEST = {\n"
-                     "\t\tkdc = 192.0.2.10\n\t\tkdc = 192.0.2.11\n\t}\n",
-                     ""},
-        Krb5ConfCase{"NoneKnownLooksThemUp", "[realms]\n\tkdc = 192.0.2.50\n", "192.0.2.10",
-                     "\tdns_lookup_kdc = true\n[realms]\n\tEXAMPLE.TEST = {\n\t}\n", ""},
-        Krb5ConfCase{"NoRealmsSection", "[libdefaults]\n\tkdc = 192.0.2.10\n", "192.0.2.10",
-                     "\tdns_lookup_kdc = true\n[realms]\n\tEXAMPLE.TEST = {\n\t}\n",
-                     "Realm section not found."}),
-    [](const testing::TestParamInfo<Krb5ConfCase>& info) { return info.param.name; });
+const Krb5ConfCase kKrb5ConfRows[] = {
+    {"KnownToSambaInTestOrder",
+     "[libdefaults]\n\tkdc = 192.0.2.99\n[realms]\nEXAMPLE.TEST = {\n"
+     "\tkdc = 192.0.2.11\n\tkdc = 192.0.2.10\n}\n",
+     "192.0.2.10,192.0.2.99,192.0.2.11,192.0.2.10",
+     "\tdns_lookup_kdc = false\n[realms]\n\tEXAMPLE.TEST = {\n"
+     "\t\tkdc = 192.0.2.10\n\t\tkdc = 192.0.2.11\n\t}\n",
+     ""},
+    {"NoneKnownLooksThemUp", "[realms]\n\tkdc = 192.0.2.50\n", "192.0.2.10",
+     "\tdns_lookup_kdc = true\n[realms]\n\tEXAMPLE.TEST = {\n\t}\n", ""},
+    {"NoRealmsSection", "[libdefaults]\n\tkdc = 192.0.2.10\n", "192.0.2.10",
+     "\tdns_lookup_kdc = true\n[realms]\n\tEXAMPLE.TEST = {\n\t}\n", "Realm section not found."}};
+
+INSTANTIATE_TEST_SUITE_P(Cases, Krb5ConfTest, testing::ValuesIn(kKrb5ConfRows), RowName());
 
 TEST(Krb5Conf, ExistingFileKeptUnlessRegenerated) {
     Sandbox::WriteFile(kKrb5Conf, "old\n");
@@ -96,30 +94,28 @@ TEST_P(UserKinitTest, TicketForTheUser) {
 const char kAlice[] =
     R"({"server_address": "example.test", "username": "alice", "password": "s3cret"})";
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, UserKinitTest,
-    testing::Values(
-        KinitCase{"CachedTicketOfTheSamePrincipal", kAlice,
-                  "echo 'Default principal: alice@EXAMPLE.TEST'", "exit 0", kNoError, false},
-        KinitCase{"CachedTicketOfAnotherPrincipal", kAlice,
-                  "echo 'Default principal: bob@EXAMPLE.TEST'", "exit 0", kNoError, true},
-        KinitCase{"KinitBroken", kAlice, "exit 1",
-                  "echo 'kinit: Cannot contact any KDC for realm'; exit 1", kInternalStepFailed,
-                  true},
-        KinitCase{"RegeneratedByRequest",
-                  R"({"server_address": "example.test", "username": "alice",
+const KinitCase kUserKinitRows[] = {
+    {"CachedTicketOfTheSamePrincipal", kAlice, "echo 'Default principal: alice@EXAMPLE.TEST'",
+     "exit 0", kNoError, false},
+    {"CachedTicketOfAnotherPrincipal", kAlice, "echo 'Default principal: bob@EXAMPLE.TEST'",
+     "exit 0", kNoError, true},
+    {"KinitBroken", kAlice, "exit 1", "echo 'kinit: Cannot contact any KDC for realm'; exit 1",
+     kInternalStepFailed, true},
+    {"RegeneratedByRequest",
+     R"({"server_address": "example.test", "username": "alice",
                       "password": "s3cret", "re_gen_krb5": true})",
-                  "echo 'Default principal: alice@EXAMPLE.TEST'", "exit 0", kNoError, true},
-        KinitCase{"NoPrincipal", R"({"server_address": "example.test"})", "exit 0", "exit 0",
-                  kBadParameter, false}),
-    [](const testing::TestParamInfo<KinitCase>& info) { return info.param.name; });
+     "echo 'Default principal: alice@EXAMPLE.TEST'", "exit 0", kNoError, true},
+    {"NoPrincipal", R"({"server_address": "example.test"})", "exit 0", "exit 0", kBadParameter,
+     false}};
+
+INSTANTIATE_TEST_SUITE_P(Cases, UserKinitTest, testing::ValuesIn(kUserKinitRows), RowName());
 
 struct MachineKinitCase {
     const char* name;
     const char* params;
     const char* net;
     ErrorCode expected;
-    const char* arguments;
+    const char* arguments = "ads kerberos kinit -P -d0\n";
 };
 
 class MachineKinitTest : public testing::TestWithParam<MachineKinitCase> {};
@@ -134,21 +130,16 @@ TEST_P(MachineKinitTest, TicketForTheMachineAccount) {
     EXPECT_EQ(Sandbox::FakeToolArgs("net"), c.arguments);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, MachineKinitTest,
-    testing::Values(MachineKinitCase{"RequestedDebugLevel", R"({"debug_level": 3})", "exit 0",
-                                     kNoError, "ads kerberos kinit -P -d3\n"},
-                    MachineKinitCase{"NegativeDebugLevel", R"({"debug_level": -5})", "exit 0",
-                                     kNoError, "ads kerberos kinit -P\n"},
-                    MachineKinitCase{"TrustAccountMissing", "{}",
-                                     "echo 'NT_STATUS_NO_TRUST_SAM_ACCOUNT'; exit 1",
-                                     kNoTrustAccount, "ads kerberos kinit -P -d0\n"},
-                    MachineKinitCase{"WrongMachinePassword", "{}",
-                                     "echo 'NT_STATUS_LOGON_FAILURE'; exit 1",
-                                     kAuthFailedAllDCsJoined, "ads kerberos kinit -P -d0\n"},
-                    MachineKinitCase{"UnknownFailure", "{}", "echo 'something else'; exit 1",
-                                     kUnknownDomainError, "ads kerberos kinit -P -d0\n"}),
-    [](const testing::TestParamInfo<MachineKinitCase>& info) { return info.param.name; });
+const MachineKinitCase kMachineKinitRows[] = {
+    {"RequestedDebugLevel", R"({"debug_level": 3})", "exit 0", kNoError,
+     "ads kerberos kinit -P -d3\n"},
+    {"NegativeDebugLevel", R"({"debug_level": -5})", "exit 0", kNoError, "ads kerberos kinit -P\n"},
+    {"TrustAccountMissing", "{}", "echo 'NT_STATUS_NO_TRUST_SAM_ACCOUNT'; exit 1", kNoTrustAccount},
+    {"WrongMachinePassword", "{}", "echo 'NT_STATUS_LOGON_FAILURE'; exit 1",
+     kAuthFailedAllDCsJoined},
+    {"UnknownFailure", "{}", "echo 'something else'; exit 1", kUnknownDomainError}};
+
+INSTANTIATE_TEST_SUITE_P(Cases, MachineKinitTest, testing::ValuesIn(kMachineKinitRows), RowName());
 
 struct AuthOptionCase {
     const char* name;
@@ -175,23 +166,19 @@ TEST_P(AuthOptionTest, OptionsOfTheSambaTools) {
     EXPECT_EQ(err, c.options.empty() ? kBadParameter : kNoError);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, AuthOptionTest,
-    testing::Values(
-        AuthOptionCase{"PlainUserGetsTheWorkgroup", "user", kAuthNTLM,
-                       R"({"username": "alice", "password": "p%w"})",
-                       Strings{"-U", "CORP\\alice%p%w"}},
-        AuthOptionCase{"DomainUserUnchanged", "user", kAuthNone, R"({"username": "EX\\bob"})",
-                       Strings{"-U", "EX\\bob%"}},
-        AuthOptionCase{"PrincipalUnchanged", "user", kAuthNTLM,
-                       R"({"username": "carol@example.test"})",
-                       Strings{"-U", "carol@example.test%"}},
-        AuthOptionCase{"JoinedUsesTheMachineAccount", "ads", kAuthNTLM, "{}", Strings{"-P"}},
-        AuthOptionCase{"NothingToAuthenticateWith", "user", kAuthNTLM, "{}", Strings{}},
-        AuthOptionCase{"KerberosTicketOfTheUser", "user", kAuthKrb5,
-                       R"({"server_address": "example.test", "username": "alice"})", Strings{"-k"}},
-        AuthOptionCase{"KerberosWithoutAUser", "user", kAuthKrb5, R"({"server_address": "x.test"})",
-                       Strings{}}),
-    [](const testing::TestParamInfo<AuthOptionCase>& info) { return info.param.name; });
+const AuthOptionCase kAuthOptionRows[] = {
+    {"PlainUserGetsTheWorkgroup", "user", kAuthNTLM, R"({"username": "alice", "password": "p%w"})",
+     Strings{"-U", "CORP\\alice%p%w"}},
+    {"DomainUserUnchanged", "user", kAuthNone, R"({"username": "EX\\bob"})",
+     Strings{"-U", "EX\\bob%"}},
+    {"PrincipalUnchanged", "user", kAuthNTLM, R"({"username": "carol@example.test"})",
+     Strings{"-U", "carol@example.test%"}},
+    {"JoinedUsesTheMachineAccount", "ads", kAuthNTLM, "{}", Strings{"-P"}},
+    {"NothingToAuthenticateWith", "user", kAuthNTLM, "{}", Strings{}},
+    {"KerberosTicketOfTheUser", "user", kAuthKrb5,
+     R"({"server_address": "example.test", "username": "alice"})", Strings{"-k"}},
+    {"KerberosWithoutAUser", "user", kAuthKrb5, R"({"server_address": "x.test"})", Strings{}}};
+
+INSTANTIATE_TEST_SUITE_P(Cases, AuthOptionTest, testing::ValuesIn(kAuthOptionRows), RowName());
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "abstract_check_handler.hpp"
 #include "api_request.hpp"
 #include "api_response.hpp"
 #include "dns_server.hpp"
@@ -45,4 +46,27 @@ inline void ExpectLogged(const char* text) {
 inline void UseDns(DnsServer& server) {
     Sandbox::WriteFile("/etc/resolv.conf", std::string("nameserver ") + DnsServer::kAddress + "\n");
     server.Start();
+}
+
+// Names the instances of a table-driven suite after their rows' "name".
+struct RowName {
+    template <class Row>
+    std::string operator()(const testing::TestParamInfo<Row>& info) const {
+        return info.param.name;
+    }
+};
+
+// Details of an error answer: info with the code's help links (none when both are empty),
+// "isPlural" and "level".
+inline Json::Value ErrorDetails(int code, bool plural, int level,
+                                Json::Value info = Json::Value(Json::objectValue)) {
+    auto links = kHelpLinks.find(static_cast<ErrorCode>(code));
+    if (links != kHelpLinks.end()) {
+        for (const auto& [key, link] : links->second) info[key] = link;
+    }
+    Json::Value details;
+    if (!info.empty()) details["info"] = info;
+    details["isPlural"] = plural;
+    details["level"] = level;
+    return details;
 }

@@ -23,15 +23,11 @@ Lookup SrvIPs(const char* service) {
 Lookup NetLookup(const char* service) {
     return [service](DomainProbe& probe, ErrorCode& err) { return probe.NetLookup(err, service); };
 }
-Lookup FirstAddressOnly() {
-    return [](DomainProbe& probe, ErrorCode& err) {
-        probe.SetTestAllIp(false);
-        return probe.GetTestAddress(err, nullptr);
-    };
-}
-Lookup KerberosAddresses() {
-    return [](DomainProbe& probe, ErrorCode& err) {
-        probe.SetAuthMethod(kAuthKrb5);
+// The addresses to test: every one or the first, for the method.
+Lookup TestAddress(bool all, EAuth method) {
+    return [all, method](DomainProbe& probe, ErrorCode& err) {
+        probe.SetTestAllIp(all);
+        probe.SetAuthMethod(method);
         return probe.GetTestAddress(err, nullptr);
     };
 }
@@ -47,9 +43,9 @@ struct LookupCase {
     const char* net;  // body of the fake net; null: none
     Lookup lookup;
     Strings expected;
-    ErrorCode err;  // starts as kConnectionReset
-    const char* netArgs;
-    const char* logged;
+    ErrorCode err = kConnectionReset;  // where it starts
+    const char* netArgs = "";
+    const char* logged = "";
 };
 
 class ControllerLookupTest : public testing::TestWithParam<LookupCase> {};
@@ -74,48 +70,45 @@ const char kKerberosNames[] =
     "192.0.2.11) echo 'Realm: EXAMPLE.TEST';;\n"
     "esac";
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, ControllerLookupTest,
-    testing::Values(
-        LookupCase{"DCIPsInOrder", "", kTwoDCs, nullptr, TestIPs(nullptr),
-                   Strings{"192.0.2.10", "192.0.2.11"}, kConnectionReset, "", ""},
-        LookupCase{"OnlyTheFirstWhenNotTestingAll", "", kTwoDCs, nullptr, FirstAddressOnly(),
-                   Strings{"192.0.2.10"}, kConnectionReset, "", ""},
-        LookupCase{"PasswordServerOfAJoinedServer", "security = ads\npassword server = dc1.test\n",
-                   "{}", nullptr, TestIPs(nullptr), Strings{"dc1.test"}, kConnectionReset, "", ""},
-        LookupCase{"SrvTargetsKerberosThenLDAP", "",
-                   R"({"srv_target_ip": {"ldap": ["192.0.2.20"]}})", nullptr, TestIPs(nullptr),
-                   Strings{"192.0.2.20"}, kConnectionReset, "", "invalid (kerberos) srv target IP"},
-        LookupCase{"SambaLookupDropsPorts", kAds, "{}", "printf '10.0.0.8:88\\n\\n10.0.0.9\\n'",
-                   TestIPs("kerberos"), Strings{"10.0.0.8", "10.0.0.9"}, kConnectionReset,
-                   "lookup kdc -d0\n", "don't have srv target IP"},
-        LookupCase{"SrvTargetsOfOneService", "",
-                   R"({"srv_target_ip": {"kerberos": ["192.0.2.1"], "ldap": ["192.0.2.2"]}})",
-                   nullptr, SrvIPs("ldap"), Strings{"192.0.2.2"}, kConnectionReset, "", ""},
-        LookupCase{"SrvTargetsEmptyMember", "", R"({"srv_target_ip": {"kerberos": []}})", nullptr,
-                   SrvIPs("kerberos"), Strings{}, kNoDCAddress, "", ""},
-        LookupCase{"SrvTargetsEmpty", "", R"({"srv_target_ip": {}})", nullptr, SrvIPs(nullptr),
-                   Strings{}, kBadParameter, "", "invalid srv target IP"},
-        LookupCase{"LookupKdcCaseless", kAds, "{}", "exit 0", NetLookup("KERBEROS"), Strings{},
-                   kNoDCAddress, "lookup kdc -d0\n", ""},
-        LookupCase{"LookupDc", kAds, "{}", "exit 0", NetLookup("ldap"), Strings{}, kNoDCAddress,
-                   "lookup dc -d0\n", ""},
-        LookupCase{"LookupPdc", kAds, "{}", "exit 0", NetLookup(nullptr), Strings{}, kNoDCAddress,
-                   "lookup pdc -d0\n", ""},
-        LookupCase{"LookupOnlyForActiveDirectory", "security = domain\n", "{}", "exit 0",
-                   NetLookup(nullptr), Strings{}, kNoDCAddress, "", ""},
-        LookupCase{"LookupFailureKeepsTheError", kAds, "{}", "exit 2", NetLookup(nullptr),
-                   Strings{}, kConnectionReset, "lookup pdc -d0\n", ""},
-        LookupCase{"KerberosUsesControllerNames", "", kTwoDCs, kKerberosNames, KerberosAddresses(),
-                   Strings{"dc1.example.test"}, kUnknownDomainError,
-                   "ads info -S 192.0.2.10\nads info -S 192.0.2.11\n",
-                   "Failed to convert IP [192.0.2.11] to FQDN."},
-        LookupCase{"NameOfAnAddressKerberosMessage", "", "{}",
-                   "echo 'kinit: Clock skew too great'; exit 1", ControllerName("192.0.2.10"),
-                   Strings{""}, kClockSkewTooGreat, "ads info -S 192.0.2.10\n", ""},
-        LookupCase{"NameOfNoAddress", "", "{}", nullptr, ControllerName(""), Strings{""},
-                   kBadParameter, "", ""}),
-    [](const testing::TestParamInfo<LookupCase>& info) { return info.param.name; });
+const LookupCase kLookups[] = {
+    {"DCIPsInOrder", "", kTwoDCs, nullptr, TestIPs(nullptr), Strings{"192.0.2.10", "192.0.2.11"},
+     kConnectionReset},
+    {"OnlyTheFirstWhenNotTestingAll", "", kTwoDCs, nullptr, TestAddress(false, kAuthNone),
+     Strings{"192.0.2.10"}},
+    {"PasswordServerOfAJoinedServer", "security = ads\npassword server = dc1.test\n", "{}", nullptr,
+     TestIPs(nullptr), Strings{"dc1.test"}},
+    {"SrvTargetsKerberosThenLDAP", "", R"({"srv_target_ip": {"ldap": ["192.0.2.20"]}})", nullptr,
+     TestIPs(nullptr), Strings{"192.0.2.20"}, kConnectionReset, "",
+     "invalid (kerberos) srv target IP"},
+    {"SambaLookupDropsPorts", kAds, "{}", "printf '10.0.0.8:88\\n\\n10.0.0.9\\n'",
+     TestIPs("kerberos"), Strings{"10.0.0.8", "10.0.0.9"}, kConnectionReset, "lookup kdc -d0\n",
+     "don't have srv target IP"},
+    {"SrvTargetsOfOneService", "",
+     R"({"srv_target_ip": {"kerberos": ["192.0.2.1"], "ldap": ["192.0.2.2"]}})", nullptr,
+     SrvIPs("ldap"), Strings{"192.0.2.2"}},
+    {"SrvTargetsEmptyMember", "", R"({"srv_target_ip": {"kerberos": []}})", nullptr,
+     SrvIPs("kerberos"), Strings{}, kNoDCAddress},
+    {"SrvTargetsEmpty", "", R"({"srv_target_ip": {}})", nullptr, SrvIPs(nullptr), Strings{},
+     kBadParameter, "", "invalid srv target IP"},
+    {"LookupKdcCaseless", kAds, "{}", "exit 0", NetLookup("KERBEROS"), Strings{}, kNoDCAddress,
+     "lookup kdc -d0\n"},
+    {"LookupDc", kAds, "{}", "exit 0", NetLookup("ldap"), Strings{}, kNoDCAddress,
+     "lookup dc -d0\n"},
+    {"LookupPdc", kAds, "{}", "exit 0", NetLookup(nullptr), Strings{}, kNoDCAddress,
+     "lookup pdc -d0\n"},
+    {"LookupOnlyForActiveDirectory", "security = domain\n", "{}", "exit 0", NetLookup(nullptr),
+     Strings{}, kNoDCAddress},
+    {"LookupFailureKeepsTheError", kAds, "{}", "exit 2", NetLookup(nullptr), Strings{},
+     kConnectionReset, "lookup pdc -d0\n"},
+    {"KerberosUsesControllerNames", "", kTwoDCs, kKerberosNames, TestAddress(true, kAuthKrb5),
+     Strings{"dc1.example.test"}, kUnknownDomainError,
+     "ads info -S 192.0.2.10\nads info -S 192.0.2.11\n",
+     "Failed to convert IP [192.0.2.11] to FQDN."},
+    {"NameOfAnAddressKerberosMessage", "", "{}", "echo 'kinit: Clock skew too great'; exit 1",
+     ControllerName("192.0.2.10"), Strings{""}, kClockSkewTooGreat, "ads info -S 192.0.2.10\n"},
+    {"NameOfNoAddress", "", "{}", nullptr, ControllerName(""), Strings{""}, kBadParameter}};
+
+INSTANTIATE_TEST_SUITE_P(Cases, ControllerLookupTest, testing::ValuesIn(kLookups), RowName());
 
 struct NameCase {
     const char* name;
@@ -135,23 +128,20 @@ TEST_P(DomainNamesTest, PrincipalAndDomain) {
     EXPECT_EQ(fixture.probe.GetUPN(), c.upn);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, DomainNamesTest,
-    testing::Values(NameCase{"AddressGivesTheDomain", "user",
-                             R"({"server_address": "corp.example.test", "username": "alice"})",
-                             "CORP.EXAMPLE.TEST", "alice@CORP.EXAMPLE.TEST"},
-                    NameCase{"NetBIOSPartDropped", "user",
-                             R"({"server_address": "corp.test", "username": "CORP\\bob"})",
-                             "CORP.TEST", "bob@CORP.TEST"},
-                    NameCase{
-                        "PrincipalFormKeepsLocalPart", "user",
-                        R"({"server_address": "x.test", "username": "Carol@sub.example.test"})",
-                        "X.TEST", "Carol@SUB.EXAMPLE.TEST"},
-                    NameCase{"JoinedUsesTheRealm", "ads", R"({"username": "dave"})", "EXAMPLE.TEST",
-                             "dave@EXAMPLE.TEST"},
-                    NameCase{"NotJoinedNeedsAnAddress", "user", R"({"username": "erin"})", "", ""},
-                    NameCase{"NoUserNoPrincipal", "ads", "{}", "EXAMPLE.TEST", ""}),
-    [](const testing::TestParamInfo<NameCase>& info) { return info.param.name; });
+const NameCase kNames[] = {
+    {"AddressGivesTheDomain", "user",
+     R"({"server_address": "corp.example.test", "username": "alice"})", "CORP.EXAMPLE.TEST",
+     "alice@CORP.EXAMPLE.TEST"},
+    {"NetBIOSPartDropped", "user", R"({"server_address": "corp.test", "username": "CORP\\bob"})",
+     "CORP.TEST", "bob@CORP.TEST"},
+    {"PrincipalFormKeepsLocalPart", "user",
+     R"({"server_address": "x.test", "username": "Carol@sub.example.test"})", "X.TEST",
+     "Carol@SUB.EXAMPLE.TEST"},
+    {"JoinedUsesTheRealm", "ads", R"({"username": "dave"})", "EXAMPLE.TEST", "dave@EXAMPLE.TEST"},
+    {"NotJoinedNeedsAnAddress", "user", R"({"username": "erin"})", "", ""},
+    {"NoUserNoPrincipal", "ads", "{}", "EXAMPLE.TEST", ""}};
+
+INSTANTIATE_TEST_SUITE_P(Cases, DomainNamesTest, testing::ValuesIn(kNames), RowName());
 
 struct WorkgroupCase {
     const char* name;
@@ -181,15 +171,13 @@ TEST_P(WorkgroupTest, NetBIOSName) {
 
 const char kLookedUp[] = "ads lookup --realm CORP.TEST -d0\nads workgroup -S 192.0.2.10 -d0\n";
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, WorkgroupTest,
-    testing::Values(
-        WorkgroupCase{"JoinedServerReadsItsSettings", "ads", "Workgroup=CORP\n", true, "EXAMPLE",
-                      ""},
-        WorkgroupCase{"RecordedOfAnUnjoinedServer", "user", "Workgroup=REC\n", false, "REC", ""},
-        WorkgroupCase{"EmptyRecordLooksUp", "user", "Workgroup=\n", false, "CORP", kLookedUp},
-        WorkgroupCase{"RefreshLooksUp", "user", "Workgroup=REC\n", true, "CORP", kLookedUp}),
-    [](const testing::TestParamInfo<WorkgroupCase>& info) { return info.param.name; });
+const WorkgroupCase kWorkgroups[] = {
+    {"JoinedServerReadsItsSettings", "ads", "Workgroup=CORP\n", true, "EXAMPLE", ""},
+    {"RecordedOfAnUnjoinedServer", "user", "Workgroup=REC\n", false, "REC", ""},
+    {"EmptyRecordLooksUp", "user", "Workgroup=\n", false, "CORP", kLookedUp},
+    {"RefreshLooksUp", "user", "Workgroup=REC\n", true, "CORP", kLookedUp}};
+
+INSTANTIATE_TEST_SUITE_P(Cases, WorkgroupTest, testing::ValuesIn(kWorkgroups), RowName());
 
 struct AnswerCase {
     const char* name;
@@ -226,38 +214,35 @@ const char kRealm[] = "echo 'LDAP server: 192.0.2.10'; echo 'Realm: EXAMPLE.TEST
 const char kInfoOf10[] = "ads info -S 192.0.2.10 -d0 --option=name resolve order=host\n";
 const char kBareError[] = R"({"isPlural": false, "level": 0})";
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, DomainAnswerTest,
-    testing::Values(
-        AnswerCase{"DomainNameAnsweredAtOnce", kCheck, "user",
-                   R"({"server_address": "corp.example.test", "server_type": "domain"})", kRealm, 0,
-                   R"({"server_address": "corp.example.test"})", ""},
-        AnswerCase{"UnreachableAddress", kCheck, "user",
-                   R"({"server_address": "192.0.2.10", "server_type": "domain"})", "exit 1", 1108,
-                   "null", kInfoOf10},
-        AnswerCase{"UnreachableName", kCheck, "user",
-                   R"({"server_address": "ldap.example.test", "server_type": "ldap"})", "exit 1", 0,
-                   R"({"check_address_fail": true})",
-                   "ads info -S ldap.example.test -d0 --option=name resolve order=host\n"},
-        AnswerCase{"ServerTypeMissing", kCheck, "user", R"({"server_address": "x"})", "exit 1", 501,
-                   "null", ""},
-        AnswerCase{"NoControllerJoined", kPrepare, "ads", R"({"server_address": "example.test"})",
-                   "exit 1", 2002, kBareError, "lookup pdc -d0\n"},
-        AnswerCase{"NoControllerNotJoined", kPrepare, "user",
-                   R"({"server_address": "example.test"})", "exit 1", 1121, kBareError, ""},
-        AnswerCase{"AddressesPassNamesResolve", kPrepare, "user",
-                   R"({"dc_ips": "192.0.2.10,dc1.example.test,192.0.2.11"})", "exit 1", 0,
-                   R"({"test_ip": ["192.0.2.10", "192.0.2.11"]})", ""},
-        AnswerCase{"UnresolvedNames", kPrepare, "user",
-                   R"({"dc_ips": "dc1.example.test,dc8.test,dc9.test"})", "exit 1", 1009,
-                   R"({"info": {"unresolved_fqdn": ["dc8.test", "dc9.test"], "isPlural": true},
+const AnswerCase kAnswers[] = {
+    {"DomainNameAnsweredAtOnce", kCheck, "user",
+     R"({"server_address": "corp.example.test", "server_type": "domain"})", kRealm, 0,
+     R"({"server_address": "corp.example.test"})", ""},
+    {"UnreachableAddress", kCheck, "user",
+     R"({"server_address": "192.0.2.10", "server_type": "domain"})", "exit 1", 1108, "null",
+     kInfoOf10},
+    {"UnreachableName", kCheck, "user",
+     R"({"server_address": "ldap.example.test", "server_type": "ldap"})", "exit 1", 0,
+     R"({"check_address_fail": true})",
+     "ads info -S ldap.example.test -d0 --option=name resolve order=host\n"},
+    {"ServerTypeMissing", kCheck, "user", R"({"server_address": "x"})", "exit 1", 501, "null", ""},
+    {"NoControllerJoined", kPrepare, "ads", R"({"server_address": "example.test"})", "exit 1", 2002,
+     kBareError, "lookup pdc -d0\n"},
+    {"NoControllerNotJoined", kPrepare, "user", R"({"server_address": "example.test"})", "exit 1",
+     1121, kBareError, ""},
+    {"AddressesPassNamesResolve", kPrepare, "user",
+     R"({"dc_ips": "192.0.2.10,dc1.example.test,192.0.2.11"})", "exit 1", 0,
+     R"({"test_ip": ["192.0.2.10", "192.0.2.11"]})", ""},
+    {"UnresolvedNames", kPrepare, "user", R"({"dc_ips": "dc1.example.test,dc8.test,dc9.test"})",
+     "exit 1", 1009,
+     R"({"info": {"unresolved_fqdn": ["dc8.test", "dc9.test"], "isPlural": true},
                        "isPlural": false, "level": 0})",
-                   ""},
-        AnswerCase{
-            "OneUnresolvedName", kPrepare, "user", R"({"dc_ips": "dc9.test"})", "exit 1", 1009,
-            R"({"info": {"unresolved_fqdn": ["dc9.test"]}, "isPlural": false, "level": 0})", ""},
-        AnswerCase{"UnreachableDNSServer", kPrepare, "user", R"({"dc_ips": "dc1.example.test"})",
-                   "exit 1", 1008, kBareError, "", false}),
-    [](const testing::TestParamInfo<AnswerCase>& info) { return info.param.name; });
+     ""},
+    {"OneUnresolvedName", kPrepare, "user", R"({"dc_ips": "dc9.test"})", "exit 1", 1009,
+     R"({"info": {"unresolved_fqdn": ["dc9.test"]}, "isPlural": false, "level": 0})", ""},
+    {"UnreachableDNSServer", kPrepare, "user", R"({"dc_ips": "dc1.example.test"})", "exit 1", 1008,
+     kBareError, "", false}};
+
+INSTANTIATE_TEST_SUITE_P(Cases, DomainAnswerTest, testing::ValuesIn(kAnswers), RowName());
 
 }  // namespace

@@ -11,26 +11,14 @@ namespace {
 const Json::Value kNull;
 const char kSystemctl[] = "/usr/local/sbin/systemctl";
 
-// Details of an error: the check's info with the code's help links, "isPlural" and "level".
-Json::Value Details(int code, const char* info, bool plural, int level) {
-    Json::Value details = ParseJson(info);
-    auto links = kHelpLinks.find(static_cast<ErrorCode>(code));
-    if (links != kHelpLinks.end()) {
-        for (const auto& [key, link] : links->second) details["info"][key] = link;
-    }
-    details["isPlural"] = plural;
-    details["level"] = level;
-    return details;
-}
-
 TEST(CheckSMBConf, UnreadableFilesAndTheGate) {
     SetSecurity("ads", "\tprinting = bsd\n");
     Sandbox::Run({"/bin/mkdir", "-p", "/etc/samba/smb.join.conf"});
-    ExpectAnswer(CallEntry(CheckSMBConf_v1), 1103, Details(1103, "{}", false, 0));
+    ExpectAnswer(CallEntry(CheckSMBConf_v1), 1103, ErrorDetails(1103, false, 0));
     EXPECT_TRUE(Sandbox::Logged("Cannot open file: /etc/samba/smb.join.conf[0x0015 "));
 
     Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n\tserver role = dc\n");
-    ExpectAnswer(CallEntry(CheckSMBConf_v1), 1102, Details(1102, "{}", false, 0));
+    ExpectAnswer(CallEntry(CheckSMBConf_v1), 1102, ErrorDetails(1102, false, 0));
 
     SetSecurity("user");
     ExpectAnswer(CallEntry(CheckSMBConf_v1), 1126, kNull);
@@ -57,7 +45,8 @@ TEST(CheckTimeSync, OnlyOffsetsBeyondFiveMinutes) {
         esac)");
     QARN::APIResponse response = CallEntry(
         CheckTimeSync_v1, ParseJson(R"({"dc_ips": "10.0.0.1,10.0.0.2,10.0.0.3,10.0.0.4"})"));
-    ExpectAnswer(response, 1082, Details(1082, R"({"info": {"ips": ["10.0.0.2"]}})", false, 1));
+    ExpectAnswer(response, 1082,
+                 ErrorDetails(1082, false, 1, ParseJson(R"({"ips": ["10.0.0.2"]})")));
     EXPECT_TRUE(Sandbox::Logged("stoi fail: stoi"));
     EXPECT_EQ(Sandbox::FakeToolArgs("net"),
               "ads info -d0 -S 10.0.0.1\nads info -d0 -S 10.0.0.2\n"
@@ -74,7 +63,7 @@ void WriteServiceManager(const char* enabledStatus) {
 TEST(WinbindChecks, NoVerdictIsRetriedWithRestarts) {
     WriteServiceManager("0");
     Sandbox::WriteFakeTool("/usr/local/bin/wbinfo", "exit 0");
-    ExpectAnswer(CallEntry(CheckWinbindAlive_v1), 1108, Details(1108, "{}", false, 0));
+    ExpectAnswer(CallEntry(CheckWinbindAlive_v1), 1108, ErrorDetails(1108, false, 0));
     EXPECT_EQ(Sandbox::FakeToolArgs("wbinfo"), "-p\n-p\n-p\n");
     EXPECT_EQ(Sandbox::FakeToolArgs("systemctl"),
               "is-enabled winbind\nis-enabled winbind\nrestart winbind\n"
@@ -85,14 +74,14 @@ TEST(WinbindChecks, ControllerNotNamedAnswersAtOnce) {
     WriteServiceManager("0");
     Sandbox::WriteFakeTool("/usr/local/bin/wbinfo",
                            "echo 'failed to call wbcPingDc: WBC_ERR_DOMAIN_NOT_FOUND'");
-    ExpectAnswer(CallEntry(CheckDCConnection_v1), 2002, Details(2002, "{}", false, 0));
+    ExpectAnswer(CallEntry(CheckDCConnection_v1), 2002, ErrorDetails(2002, false, 0));
     EXPECT_EQ(Sandbox::FakeToolArgs("wbinfo"), "-P\n");
     EXPECT_EQ(Sandbox::FakeToolArgs("systemctl"), "");
 }
 
 TEST(WinbindChecks, NameServiceWithoutWorkgroup) {
     Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n\tsecurity = ads\n");
-    ExpectAnswer(CallEntry(CheckNSS_v1), 1089, Details(1089, "{}", false, 0));
+    ExpectAnswer(CallEntry(CheckNSS_v1), 1089, ErrorDetails(1089, false, 0));
     EXPECT_TRUE(Sandbox::Logged("Cannot get workgroup name"));
 }
 
@@ -109,8 +98,9 @@ TEST(CheckDuplicateSPN, ReplyCountsPerTrustedDomain) {
         esac)");
     ExpectAnswer(
         CallEntry(CheckDuplicateSPN_v1), 1074,
-        Details(1074, R"({"info": {"duplicate_spn_domain": ["CHILD.EXAMPLE.COM", "example.com"]}})",
-                false, 1));
+        ErrorDetails(
+            1074, false, 1,
+            ParseJson(R"({"duplicate_spn_domain": ["CHILD.EXAMPLE.COM", "example.com"]})")));
     EXPECT_TRUE(
         Sandbox::Logged("Failed to get net ads search result for server [DOWN.COM], "
                         "filter [servicePrincipalName=host/sandbox]."));

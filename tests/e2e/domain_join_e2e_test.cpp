@@ -4,9 +4,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "api_table.hpp"
 #include "call.hpp"
 #include "sandbox.hpp"
@@ -33,19 +30,17 @@ Json::Value Admin() {
 
 // The domain's machine-account quota, set over LDAP as the administrator.
 void SetMachineAccountQuota(int quota) {
-    Sandbox::WriteFile("/tmp/quota.py",
-                       "import sys, ldb\n"
-                       "from samba.samdb import SamDB\n"
-                       "from samba.param import LoadParm\n"
-                       "from samba.credentials import Credentials\n"
-                       "lp = LoadParm(); c = Credentials(); c.guess(lp)\n"
-                       "c.set_username('administrator'); c.set_password(sys.argv[2])\n"
-                       "db = SamDB(url='ldap://' + sys.argv[1], lp=lp, credentials=c)\n"
-                       "m = ldb.Message(); m.dn = ldb.Dn(db, db.domain_dn())\n"
-                       "m['q'] = ldb.MessageElement(sys.argv[3], ldb.FLAG_MOD_REPLACE,\n"
-                       "                            'ms-DS-MachineAccountQuota')\n"
-                       "db.modify(m)\n");
-    ASSERT_EQ(Sandbox::Run({"/usr/bin/python3", "/tmp/quota.py", kBed.dc1, kBed.adminPassword,
+    const char* script =
+        "import sys\n"
+        "from samba.samdb import SamDB\n"
+        "from samba.param import LoadParm\n"
+        "from samba.credentials import Credentials\n"
+        "lp = LoadParm(); c = Credentials(); c.guess(lp)\n"
+        "c.set_username('administrator'); c.set_password(sys.argv[2])\n"
+        "db = SamDB(url='ldap://' + sys.argv[1], lp=lp, credentials=c)\n"
+        "db.modify_ldif('dn: %s\\nchangetype: modify\\nreplace: ms-DS-MachineAccountQuota\\n'\n"
+        "               'ms-DS-MachineAccountQuota: %s\\n' % (db.domain_dn(), sys.argv[3]))\n";
+    ASSERT_EQ(Sandbox::Run({"/usr/bin/python3", "-c", script, kBed.dc1, kBed.adminPassword,
                             std::to_string(quota)}),
               0);
 }
@@ -97,15 +92,14 @@ TEST_F(BeforeJoin, KerberosJoinIntoAnOUAndARejoin) {
     Sandbox::TakeLog();
     ExpectAnswer(CallEntry(JoinDomain_v1, params), 0, Json::Value());
     EXPECT_TRUE(Sandbox::Logged("joined domain(krb5)"));
-    Sandbox::WriteFile("/tmp/dn.sh",
-                       "/usr/local/bin/net ads search -P -s /etc/samba/smb.join.conf "
-                       "\"(sAMAccountName=$1\\$)\" distinguishedName");
     std::string account = kBed.hostname;
     for (char& c : account) c = static_cast<char>(toupper(c));
-    EXPECT_EQ(
-        Sandbox::Run({"/bin/sh", "-c",
-                      "sh /tmp/dn.sh " + account + " | grep -q 'OU=Servers,DC=example,DC=test'"}),
-        0);
+    EXPECT_EQ(Sandbox::Run({"/bin/sh", "-c",
+                            "/usr/local/bin/net ads search -P -s /etc/samba/smb.join.conf "
+                            "\"(sAMAccountName=$1\\$)\" distinguishedName"
+                            " | grep -q 'OU=Servers,DC=example,DC=test'",
+                            "sh", account}),
+              0);
     // The account exists now: the same join again succeeds.
     ExpectAnswer(CallEntry(JoinDomain_v1, Admin()), 0, Json::Value());
 }
@@ -113,8 +107,9 @@ TEST_F(BeforeJoin, KerberosJoinIntoAnOUAndARejoin) {
 // A stale ticket of the user: Kerberos fails, NTLM joins; both runs are in last_join_info.
 TEST_F(BeforeJoin, FallsBackToNTLM) {
     CallEntry(InitPreJoin_v1);
-    Sandbox::WriteFile("/tmp/kinit.sh", "echo \"$1\" | /usr/bin/kinit -l 3s administrator");
-    ASSERT_EQ(Sandbox::Run({"/bin/sh", "/tmp/kinit.sh", kBed.adminPassword}), 0);
+    ASSERT_EQ(Sandbox::Run({"/bin/sh", "-c", "echo \"$1\" | /usr/bin/kinit -l 3s administrator",
+                            "sh", kBed.adminPassword}),
+              0);
     sleep(5);
     Sandbox::TakeLog();
     ExpectAnswer(CallEntry(JoinDomain_v1, Admin()), 0, Json::Value());
@@ -138,12 +133,8 @@ TEST_F(BeforeJoin, SetJoinEnvWithoutUserChangesNothing) {
 
 TEST_F(BeforeJoin, SetJoinEnvSwitchesTheServerOver) {
     ExpectAnswer(CallEntry(SetJoin_v1, Admin()), 0, Json::Value());
-    std::string smbConf = Sandbox::ReadFile(kSmbConf);
-    EXPECT_TRUE(Contains(smbConf, "security = ads")) << smbConf;
-    EXPECT_TRUE(Contains(smbConf, "realm = " + kBed.realm)) << smbConf;
-    EXPECT_TRUE(Contains(smbConf, "[share]")) << smbConf;
-    std::string nsswitch = Sandbox::ReadFile("/etc/nsswitch.conf");
-    EXPECT_TRUE(Contains(nsswitch, "winbind")) << nsswitch;
+    // The files' exact content is proven in the sandbox (domain_join_test.cpp); here the switched
+    // server works: its services run, and a domain user resolves and logs on to its share.
     for (const char* unit : {"smbd", "nmbd", "winbind"}) {
         EXPECT_EQ(Sandbox::Run({kSystemctl, "is-active", "--quiet", unit}), 0) << unit;
     }

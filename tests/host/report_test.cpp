@@ -21,62 +21,36 @@ ReportCatalog Catalog() {
     return catalog;
 }
 
-// One answered check of a run; reply in the host's shape.
-Json::Value Check(const std::string& id, const std::string& method, const std::string& params,
-                  const std::string& reply, bool perController = false) {
-    Json::Value check;
-    check["id"] = id;
-    check["stage"] = "s";
-    check["method"] = method;
-    check["outcome"] = "answered";
-    check["params"] = ParseJson(params);
-    check["reply"] = ParseJson(reply);
-    check["per_controller"] = perController;
-    return check;
-}
-
-const char kSrv[] = R"({"srv_target_ip": {"kerberos": ["192.0.2.10", "192.0.2.11"],
-                                          "ldap": ["192.0.2.10", "192.0.2.11"]}})";
-
 // A pretest against dc1 and a stopped dc2, answers as the module gives them.
 Json::Value StoppedControllerRun() {
-    Json::Value run;
-    run["type"] = "domain_pretest";
-    run["seconds"] = 7.5;
-    run["checks"].append(Check("dns_record_a", "test_dns_record",
-                               R"({"server_address": "example.test", "dns": "192.0.2.10",
-                                   "record_type": "a"})",
-                               R"({"success": true, "data": null})"));
-    run["checks"].append(Check("port_88", "test_port_by_domain",
-                               std::string(R"({"port": 88, "srv_target_ip": )") + kSrv + "}",
-                               R"({"success": false, "error": {"code": 1013, "details":
-                                   {"info": {"port": 88, "service": "Kerberos",
-                                   "server_list": ["192.0.2.11"]}, "isPlural": false,
-                                   "level": 1}}})",
-                               true));
-    run["checks"].append(Check("port_445", "test_port_by_domain",
-                               std::string(R"({"port": 445, "srv_target_ip": )") + kSrv + "}",
-                               R"({"success": true, "data": null})", true));
-    run["checks"].append(Check("kinit", "test_kinit", R"({"username": "alice",
-                                   "password": "********", "server_address": "example.test"})",
-                               R"({"success": false, "error": {"code": 1083, "details":
-                                   {"info": {"ip": "192.0.2.11"}, "isPlural": false,
-                                   "level": 1}}})"));
-    run["checks"].append(
-        Check("smb_auth", "test_smb_auth",
-              std::string(R"({"username": "alice", "srv_target_ip": )") + kSrv + "}",
-              R"({"success": false, "error": {"code": 1034, "details":
-                                   {"info": {"ips": ["192.0.2.10", "192.0.2.11"],
-                                   "link_ntlm_auth": "https://example.com/ntlm"},
-                                   "isPlural": true, "level": 0}}})",
-              true));
-    Json::Value skipped;
-    skipped["id"] = "computer_account";
-    skipped["method"] = "check_computer_account";
-    skipped["outcome"] = "skipped";
-    skipped["stopped_by"] = "kinit";
-    run["checks"].append(skipped);
-    return run;
+    const std::string srv = R"("srv_target_ip": {"kerberos": ["192.0.2.10", "192.0.2.11"],
+                                                  "ldap": ["192.0.2.10", "192.0.2.11"]})";
+    return ParseJson(R"({"type": "domain_pretest", "seconds": 7.5, "checks": [
+    {"id": "dns_record_a", "method": "test_dns_record", "outcome": "answered",
+     "params": {"server_address": "example.test", "dns": "192.0.2.10", "record_type": "a"},
+     "reply": {"success": true, "data": null}},
+    {"id": "port_88", "method": "test_port_by_domain", "outcome": "answered",
+     "per_controller": true, "params": {"port": 88, )" +
+                     srv + R"(},
+     "reply": {"success": false, "error": {"code": 1013, "details": {"info": {"port": 88,
+               "service": "Kerberos", "server_list": ["192.0.2.11"]}, "isPlural": false,
+               "level": 1}}}},
+    {"id": "port_445", "method": "test_port_by_domain", "outcome": "answered",
+     "per_controller": true, "params": {"port": 445, )" +
+                     srv + R"(},
+     "reply": {"success": true, "data": null}},
+    {"id": "kinit", "method": "test_kinit", "outcome": "answered",
+     "params": {"username": "alice", "password": "********", "server_address": "example.test"},
+     "reply": {"success": false, "error": {"code": 1083, "details": {"info": {"ip": "192.0.2.11"},
+               "isPlural": false, "level": 1}}}},
+    {"id": "smb_auth", "method": "test_smb_auth", "outcome": "answered", "per_controller": true,
+     "params": {"username": "alice", )" +
+                     srv + R"(},
+     "reply": {"success": false, "error": {"code": 1034, "details": {"info": {"ips":
+               ["192.0.2.10", "192.0.2.11"], "link_ntlm_auth": "https://example.com/ntlm"},
+               "isPlural": true, "level": 0}}}},
+    {"id": "computer_account", "method": "check_computer_account", "outcome": "skipped",
+     "stopped_by": "kinit"}]})");
 }
 
 TEST(Report, EachCheckGetsStatusCodeMeaningFindingsAndCommands) {
