@@ -25,7 +25,8 @@ async function request(method, path, body) {
   if (body !== undefined) headers["Content-Type"] = "application/json";
   let response;
   try {
-    response = await fetch(path, {method, headers, body: body === undefined ? undefined : JSON.stringify(body), credentials: "same-origin"});
+    const payload = body === undefined ? undefined : JSON.stringify(body);
+    response = await fetch(path, {method, headers, body: payload, credentials: "same-origin"});
   } catch {
     throw new ApiError(0, "The server cannot be reached.");
   }

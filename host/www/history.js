@@ -20,7 +20,7 @@ export async function showHistory() {
         "table",
         {class: "history"},
         el("caption", {id: "history-caption"}, "Runs, newest first. Choose an earlier and a later run to compare."),
-        el("thead", {}, el("tr", {}, ["Run", "Result", "Earlier", "Later"].map((name) => el("th", {scope: "col"}, name)))),
+        headRow(["Run", "Result", "Earlier", "Later"]),
         el("tbody", {}, runs.map((run, index) => historyRow(run, index))),
       ),
     ),
@@ -53,18 +53,26 @@ function historyRow(run, index) {
   return el(
     "tr",
     {},
-    el("th", {scope: "row"}, el("a", {href: `#/report/${run.run}`}, run.started ?? run.run), el("span", {class: "sub"}, run.type)),
+    el(
+      "th",
+      {scope: "row"},
+      el("a", {href: `#/report/${run.run}`}, run.started ?? run.run),
+      el("span", {class: "sub"}, run.type),
+    ),
     el("td", {}, badge(run.status), el("span", {class: "sub"}, countsText(run.counts))),
     el("td", {}, choice("earlier", index === 1)),
     el("td", {}, choice("later", index === 0)),
   );
 }
 
+const headRow = (names) => el("thead", {}, el("tr", {}, names.map((name) => el("th", {scope: "col"}, name))));
+
 const CHANGE_ORDER = ["worse", "new", "changed", "gone", "better"];
 
 export async function showDiff(earlier, later) {
   const diff = await api.diff(earlier, later);
-  const changes = [...diff.changes].sort((a, b) => CHANGE_ORDER.indexOf(a.change) - CHANGE_ORDER.indexOf(b.change));
+  const rank = (change) => CHANGE_ORDER.indexOf(change.change);
+  const changes = [...diff.changes].sort((a, b) => rank(a) - rank(b));
   const runLink = (run) => el("a", {href: `#/report/${run}`}, run);
   const table = el(
     "div",
@@ -73,7 +81,7 @@ export async function showDiff(earlier, later) {
       "table",
       {class: "diff"},
       el("caption", {id: "diff-caption"}, "Checks whose result changed"),
-      el("thead", {}, el("tr", {}, ["Check", "Change", "Before", "After"].map((name) => el("th", {scope: "col"}, name)))),
+      headRow(["Check", "Change", "Before", "After"]),
       el(
         "tbody",
         {},

@@ -20,7 +20,7 @@ const INPUTS = {
   },
   server_type: {
     label: "Address type",
-    help: '"domain" when the address above is the domain\'s DNS name; with any other value the address is resolved and its controller asked for the domain.',
+    help: '"domain" when the address above is the domain\'s DNS name; otherwise the address is resolved and asked.',
     value: "domain",
   },
   dns: {
@@ -29,7 +29,7 @@ const INPUTS = {
   },
   dc_ips: {
     label: "Domain controller addresses",
-    help: "Optional. Addresses of the domain controllers to test, separated by commas; empty: the controllers the domain's DNS names.",
+    help: "Optional. Addresses of the controllers to test, separated by commas; empty: those the domain's DNS names.",
   },
   username: {
     label: "Domain user name",
@@ -44,12 +44,12 @@ const INPUTS = {
   pmtu_mode: {
     kind: FLAG,
     label: "Measure the path MTU",
-    help: "Find the largest packet that reaches each controller, instead of testing the interface's MTU only.",
+    help: "Find the largest packet that reaches each controller, not only test the interface's MTU.",
     more: true,
   },
   ou_specified: {
     label: "Organizational unit",
-    help: "Optional. The organizational unit to create the computer account in, for example Servers/Storage.",
+    help: "Optional. The organizational unit for the computer account, for example Servers/Storage.",
     more: true,
   },
   register_nics: {
@@ -90,7 +90,9 @@ const INPUTS = {
   profile_rules: {
     kind: JSON_VALUE,
     label: "Profile rules",
-    help: 'Optional. A JSON array of rules that map the schema, each {"category", "attribute", "target"}, for example {"category": "passwd", "attribute": "uid", "target": "uid"}.',
+    help:
+      'Optional. A JSON array of rules that map the schema, each {"category", "attribute", "target"}, ' +
+      'for example [{"category": "passwd", "attribute": "uid", "target": "uid"}].',
   },
   modify_user_profile: {
     kind: FLAG,
@@ -131,7 +133,8 @@ function describe(type, name) {
   return {kind: TEXT, ...known, ...overrides};
 }
 
-export const isSecret = (type, name) => type.secrets.includes(name) || describe(type.name, name).kind === SECRET;
+export const isSecret = (type, name) =>
+  type.secrets.includes(name) || describe(type.name, name).kind === SECRET;
 
 const storageKey = (type) => `dscheck.inputs.${type}`;
 
@@ -179,7 +182,7 @@ function control(id, name, description, value, helpId) {
         ),
       );
     case JSON_VALUE:
-      return el("textarea", {...common, rows: 4, spellcheck: "false"}, value === undefined ? "" : JSON.stringify(value));
+      return el("textarea", {...common, rows: 4}, value === undefined ? "" : JSON.stringify(value));
     case LIST:
       return el("input", {...common, type: "text", value: Array.isArray(value) ? value.join(", ") : ""});
     default:
@@ -203,7 +206,9 @@ function field(type, name, value) {
 export function inputFields(type) {
   const values = recalled(type.name);
   const fields = (more) =>
-    type.inputs.filter((name) => Boolean(describe(type.name, name).more) === more).map((name) => field(type, name, values[name]));
+    type.inputs
+      .filter((name) => Boolean(describe(type.name, name).more) === more)
+      .map((name) => field(type, name, values[name]));
   const extra = fields(true);
   return [fields(false), extra.length > 0 && el("details", {class: "more"}, el("summary", {}, "More settings"), extra)];
 }
@@ -222,12 +227,15 @@ export function readInputs(type, form) {
     const text = input.value.trim();
     if (text === "") continue;
     if (description.kind === LIST) values[name] = text.split(",").map((item) => item.trim()).filter(Boolean);
-    else if (description.kind === CHOICE) values[name] = description.options.find(([option]) => String(option) === text)[0];
+    else if (description.kind === CHOICE) values[name] = optionValue(description, text);
     else if (description.kind === JSON_VALUE) values[name] = parseJson(text, description.label, input);
     else values[name] = description.kind === SECRET ? input.value : text;
   }
   return values;
 }
+
+// The option of a choice whose text form is TEXT, as its own type (numbers stay numbers).
+const optionValue = (description, text) => description.options.find(([option]) => String(option) === text)[0];
 
 function parseJson(text, label, input) {
   try {

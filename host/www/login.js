@@ -6,8 +6,13 @@ import {alertBox, el, showView} from "./dom.js";
 // Shows the form; calls loggedIn(session) once the server accepted the user.
 export function showLogin(loggedIn) {
   const error = alertBox();
-  const user = el("input", {id: "login-user", name: "user", autocomplete: "username", required: true, autocapitalize: "off"});
-  const password = el("input", {id: "login-password", name: "password", type: "password", autocomplete: "current-password", required: true});
+  const user = el("input", {id: "login-user", autocomplete: "username", autocapitalize: "off", required: true});
+  const password = el("input", {
+    id: "login-password",
+    type: "password",
+    autocomplete: "current-password",
+    required: true,
+  });
   const submit = el("button", {type: "submit"}, "Log in");
   const form = el(
     "form",
@@ -31,7 +36,8 @@ export function showLogin(loggedIn) {
       submit.disabled = false;
     }
   });
-  const heading = showView("Log in", el("p", {}, "Log in with a system account of the administrators' group."), form);
+  const intro = el("p", {}, "Log in with a system account of the administrators' group.");
+  const heading = showView("Log in", intro, form);
   heading.id = "login-heading";
   user.focus();
 }

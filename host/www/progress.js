@@ -23,7 +23,8 @@ export function showProgress(run) {
     item.dataset.title = title ?? item.dataset.title ?? id;
     return item;
   };
-  const show = (item, state, detail) => item.replaceChildren(badge(state), " ", item.dataset.title, detail ? ` (${detail})` : "");
+  const show = (item, state, code) =>
+    item.replaceChildren(badge(state), " ", item.dataset.title, code ? ` (code ${code})` : "");
   const countFinished = () => {
     const done = [...rows.values()].filter((item) => !item.querySelector(".badge-running")).length;
     finished.textContent = `${done} of the ${rows.size} checks started so far have finished.`;
@@ -61,6 +62,16 @@ export function showProgress(run) {
       cancel.disabled = false;
     }
   });
-  showView("Diagnosis running", el("p", {class: "note"}, `Run ${run}`), status, bar, finished, error, el("h2", {}, "Checks"), checks, el("div", {class: "actions"}, cancel));
+  showView(
+    "Diagnosis running",
+    el("p", {class: "note"}, `Run ${run}`),
+    status,
+    bar,
+    finished,
+    error,
+    el("h2", {}, "Checks"),
+    checks,
+    el("div", {class: "actions"}, cancel),
+  );
   return stop;
 }

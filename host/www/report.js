@@ -7,19 +7,21 @@ import {keepSecrets, keptSecrets, secretLabel} from "./inputs.js";
 
 const FAILED = new Set(["error", "warning"]);
 const LEVELS = {0: "error", 1: "warning"};
+const CELL_TEXT = {ok: "ok", fail: "failed", "-": "not tested"};
 
 export async function showReport(run) {
   const [report, types] = await Promise.all([api.report(run), api.testTypes()]);
   const type = types.find((candidate) => candidate.name === report.type) ?? {name: report.type, secrets: []};
   const announcer = el("p", {class: "visually-hidden", role: "status"});
+  const entry = (check) => checkEntry({report, type, announcer}, check);
   showView(
     `Report: ${report.type}`,
     summary(report),
-    rootCauses(report),
-    controllerMatrix(report),
+    rootCauses(report.root_causes),
+    controllerMatrix(report.controllers),
     el("h2", {}, "Checks"),
-    stages(report).map(([stage, checks]) =>
-      el("section", {class: "stage-group"}, el("h3", {}, `Stage ${stage}`), checks.map((check) => checkEntry(report, type, check, announcer))),
+    stages(report.checks).map(([stage, checks]) =>
+      el("section", {class: "stage-group"}, el("h3", {}, `Stage ${stage}`), checks.map(entry)),
     ),
     announcer,
   );
@@ -32,7 +34,7 @@ function summary(report) {
     ["Run", report.run],
     ["Started", `${report.started}, ${report.seconds} s`],
     ["Run bracket", report.bracket],
-  ].filter(([, value]) => value !== undefined);
+  ];
   return el(
     "section",
     {class: "card summary", "aria-label": "Summary"},
@@ -43,47 +45,44 @@ function summary(report) {
   );
 }
 
+// A definition list of [term, value] pairs; pairs without a value are left out.
 function definitions(pairs) {
-  return el("dl", {class: "facts"}, pairs.map(([term, value]) => [el("dt", {}, term), el("dd", {}, findingValue(value))]));
+  return el(
+    "dl",
+    {class: "facts"},
+    pairs
+      .filter(([, value]) => value !== undefined)
+      .map(([term, value]) => [el("dt", {}, term), el("dd", {}, findingValue(value))]),
+  );
 }
 
-function rootCauses(report) {
-  if (!report.root_causes?.length) return null;
+// One line per cause, with the checks that fail because of it.
+function rootCauses(causes) {
+  if (!causes?.length) return null;
   const byText = new Map();
-  for (const {cause, check, text} of report.root_causes) {
+  for (const {cause, check, text} of causes) {
     if (!byText.has(text)) byText.set(text, {cause, effects: []});
     byText.get(text).effects.push(check);
   }
+  const line = ([text, {cause, effects}]) =>
+    el("li", {}, el("strong", {}, text), ` (found by ${cause}); failing because of it: ${effects.join(", ")}`);
   return el(
     "section",
     {class: "card causes", "aria-labelledby": "causes-heading"},
     el("h2", {id: "causes-heading"}, "Root causes"),
-    el(
-      "ul",
-      {},
-      [...byText].map(([text, {cause, effects}]) =>
-        el("li", {}, el("strong", {}, text), ` (found by ${cause}); the checks failing because of it: ${effects.join(", ")}`),
-      ),
-    ),
+    el("ul", {}, [...byText].map(line)),
   );
 }
 
-const CELL_TEXT = {ok: "ok", fail: "failed", "-": "not tested"};
-
-function controllerMatrix(report) {
-  const matrix = report.controllers;
+function controllerMatrix(matrix) {
   if (!matrix?.controllers?.length) return null;
   const head = el("tr", {}, el("th", {scope: "col"}, "Controller"), matrix.checks.map((id) => el("th", {scope: "col"}, id)));
+  const cell = (host, id) => {
+    const state = matrix.cells[host]?.[id] ?? "-";
+    return el("td", {class: `cell-${state === "-" ? "none" : state}`}, CELL_TEXT[state] ?? state);
+  };
   const rows = matrix.controllers.map((host) =>
-    el(
-      "tr",
-      {},
-      el("th", {scope: "row"}, host),
-      matrix.checks.map((id) => {
-        const cell = matrix.cells[host]?.[id] ?? "-";
-        return el("td", {class: `cell-${cell === "-" ? "none" : cell}`}, CELL_TEXT[cell] ?? cell);
-      }),
-    ),
+    el("tr", {}, el("th", {scope: "row"}, host), matrix.checks.map((id) => cell(host, id))),
   );
   return el(
     "section",
@@ -92,62 +91,94 @@ function controllerMatrix(report) {
     el(
       "div",
       {class: "scroll", tabindex: "0", role: "region", "aria-labelledby": "matrix-caption"},
-      el("table", {class: "matrix"}, el("caption", {id: "matrix-caption"}, "Per controller, the checks that test each one"), el("thead", {}, head), el("tbody", {}, rows)),
+      el(
+        "table",
+        {class: "matrix"},
+        el("caption", {id: "matrix-caption"}, "Per controller, the checks that test each one"),
+        el("thead", {}, head),
+        el("tbody", {}, rows),
+      ),
     ),
   );
 }
 
 // The checks grouped by stage, in the report's order.
-function stages(report) {
+function stages(checks) {
   const groups = new Map();
-  for (const check of report.checks) {
+  for (const check of checks) {
     if (!groups.has(check.stage)) groups.set(check.stage, []);
     groups.get(check.stage).push(check);
   }
   return [...groups];
 }
 
-function checkEntry(report, type, check, announcer) {
-  const code = check.code === undefined ? "" : `code ${check.code}`;
-  const entry = el(
-    "details",
-    {class: `check check-${check.status}`, open: FAILED.has(check.status), "data-check": check.id},
-    el("summary", {}, badge(check.status), " ", el("span", {class: "check-title"}, check.title ?? check.id), " ", el("span", {class: "check-id"}, check.id), el("span", {class: "code"}, code)),
-    el("div", {class: "check-body"}, checkFacts(check), helpLinks(check.links), commands(check.commands), findings(check.findings), parameters(check.params)),
+// One check, open when it failed. CONTEXT: the report, its test type and the announcer.
+function checkEntry(context, check) {
+  const summaryLine = el(
+    "summary",
+    {},
+    badge(check.status),
+    " ",
+    el("span", {class: "check-title"}, check.title ?? check.id),
+    " ",
+    el("span", {class: "check-id"}, check.id),
+    check.code !== undefined && el("span", {class: "code"}, `code ${check.code}`),
   );
-  if (check.status !== "unavailable") entry.lastChild.append(recheckControl(report, type, check, entry, announcer));
+  const body = el(
+    "div",
+    {class: "check-body"},
+    checkFacts(check),
+    helpLinks(check.links),
+    commands(check.commands),
+    findings(check.findings),
+    parameters(check.params),
+  );
+  const entry = el("details", {class: `check check-${check.status}`, open: FAILED.has(check.status)}, summaryLine, body);
+  if (check.status !== "unavailable") body.append(recheckControl(context, check, entry));
   return entry;
 }
 
+const listed = (items, separator) => (items?.length ? items.join(separator) : undefined);
+
 function checkFacts(check) {
-  const facts = [
-    ["Code", check.code === undefined ? null : `${check.code} (${LEVELS[check.level] ?? `level ${check.level}`})`],
+  const code = check.code === undefined ? undefined : `${check.code} (${LEVELS[check.level] ?? `level ${check.level}`})`;
+  return definitions([
+    ["Code", code],
     ["Meaning", check.meaning],
     ["What to do", check.action],
-    ["Failed hosts", check.hosts?.length ? check.hosts.join(", ") : null],
-    ["Blocked by", check.blocked_by?.length ? check.blocked_by.join("; ") : null],
-    ["Controllers tested", check.tried?.length ? check.tried.join(", ") : null],
+    ["Failed hosts", listed(check.hosts, ", ")],
+    ["Blocked by", listed(check.blocked_by, "; ")],
+    ["Controllers tested", listed(check.tried, ", ")],
     ["Not run because of", check.stopped_by],
     ["Method", `${check.api} ${check.method} v${check.version}`],
-    ["Time", check.seconds === undefined ? null : `${check.seconds} s`],
-  ];
-  return definitions(facts.filter(([, value]) => value !== null && value !== undefined));
+    ["Time", check.seconds === undefined ? undefined : `${check.seconds} s`],
+  ]);
 }
 
 function helpLinks(links) {
-  const entries = Object.entries(links ?? {});
-  if (!entries.length) return null;
-  return el("div", {class: "links"}, el("h4", {}, "Help"), el("ul", {}, entries.map(([, address]) => el("li", {}, externalLink(address)))));
+  const addresses = Object.values(links ?? {});
+  if (!addresses.length) return null;
+  return el(
+    "div",
+    {class: "links"},
+    el("h4", {}, "Help"),
+    el("ul", {}, addresses.map((address) => el("li", {}, externalLink(address)))),
+  );
 }
 
 function commands(list) {
   if (!list?.length) return null;
-  return el("div", {}, el("h4", {}, "Commands to see it yourself"), list.map((command) => el("pre", {}, el("code", {}, command))));
+  return el(
+    "div",
+    {},
+    el("h4", {}, "Commands to see it yourself"),
+    list.map((command) => el("pre", {}, el("code", {}, command))),
+  );
 }
 
 function findings(value) {
-  if (value === undefined || value === null || (typeof value === "object" && !Object.keys(value).length)) return null;
-  return el("div", {}, el("h4", {}, "Findings"), findingValue(value));
+  const empty = value === undefined || value === null || (typeof value === "object" && !Object.keys(value).length);
+  return empty ? null : el("div", {}, el("h4", {}, "Findings"), findingValue(value));
 }
 
 function parameters(params) {
@@ -158,14 +189,18 @@ function parameters(params) {
 // Any JSON value as nested lists; text as text.
 function findingValue(value) {
   if (value instanceof Node) return value;
-  if (Array.isArray(value)) return value.length ? el("ul", {class: "values"}, value.map((item) => el("li", {}, findingValue(item)))) : "none";
+  if (Array.isArray(value)) {
+    if (!value.length) return "none";
+    return el("ul", {class: "values"}, value.map((item) => el("li", {}, findingValue(item))));
+  }
   if (value !== null && typeof value === "object") return definitions(Object.entries(value));
   return value === null ? "none" : String(value);
 }
 
-// "Test again": one fresh call of the check; secrets the check takes come from this page's memory
-// or are asked for, and are kept in memory only.
-function recheckControl(report, type, check, entry, announcer) {
+// "Test again": one fresh call of the check, shown in place of the old entry. The secrets the
+// check takes come from this page's memory or are asked for, and are kept in memory only.
+function recheckControl(context, check, entry) {
+  const {report, type, announcer} = context;
   const error = alertBox();
   const button = el("button", {type: "button"}, "Test again");
   button.addEventListener("click", async () => {
@@ -178,11 +213,12 @@ function recheckControl(report, type, check, entry, announcer) {
     try {
       const fresh = await api.recheck(report.run, check.id, secrets);
       keepSecrets(report.run, {...keptSecrets(report.run), ...secrets});
-      const replacement = checkEntry(report, type, {...fresh, stage: check.stage}, announcer);
+      const replacement = checkEntry(context, {...fresh, stage: check.stage});
       replacement.open = true;
       entry.replaceWith(replacement);
       replacement.querySelector("summary").focus();
-      announcer.textContent = `Tested again: ${fresh.title ?? fresh.id}: ${fresh.status}${fresh.code ? ` ${fresh.code}` : ""}`;
+      const code = fresh.code === undefined ? "" : ` ${fresh.code}`;
+      announcer.textContent = `Tested again: ${fresh.title ?? fresh.id}: ${fresh.status}${code}`;
     } catch (failure) {
       error.textContent = failure.message;
       button.disabled = false;
@@ -198,29 +234,33 @@ function secretsFor(run, typeName, names) {
   const missing = names.filter((name) => !kept[name]);
   const known = Object.fromEntries(names.filter((name) => kept[name]).map((name) => [name, kept[name]]));
   if (!missing.length) return Promise.resolve(known);
-  const fields = missing.map((name) =>
+  const field = (name) =>
     el(
       "div",
       {class: "field"},
       el("label", {for: `secret-${name}`}, secretLabel(typeName, name)),
       el("input", {id: `secret-${name}`, name, type: "password", autocomplete: "off", required: true}),
-    ),
-  );
+    );
   const form = el(
     "form",
     {method: "dialog"},
-    el("h2", {}, "Test again"),
-    el("p", {}, "The check needs the secret again. It is kept in this page only until you leave it."),
-    fields,
-    el("div", {class: "actions"}, el("button", {type: "submit", class: "primary", value: "ok"}, "Test"), el("button", {type: "submit", value: "cancel", formnovalidate: true}, "Cancel")),
+    el("h2", {id: "secret-heading"}, "Test again"),
+    el("p", {}, "The check needs the secret again. This page keeps it in memory only."),
+    missing.map(field),
+    el(
+      "div",
+      {class: "actions"},
+      el("button", {type: "submit", class: "primary", value: "ok"}, "Test"),
+      el("button", {type: "submit", value: "cancel", formnovalidate: true}, "Cancel"),
+    ),
   );
-  const dialog = el("dialog", {"aria-label": "Test again"}, form);
+  const dialog = el("dialog", {"aria-labelledby": "secret-heading"}, form);
   document.body.append(dialog);
   return new Promise((resolve) => {
     dialog.addEventListener("close", () => {
-      const answer = dialog.returnValue === "ok" ? {...known, ...Object.fromEntries(missing.map((name) => [name, form.elements.namedItem(name).value]))} : null;
+      const entered = missing.map((name) => [name, form.elements.namedItem(name).value]);
+      resolve(dialog.returnValue === "ok" ? {...known, ...Object.fromEntries(entered)} : null);
       dialog.remove();
-      resolve(answer);
     });
     dialog.showModal();
   });

@@ -33,7 +33,9 @@ function typeChooser(types, chosen, changed) {
   const select = el(
     "select",
     {id: "test-type", name: "type"},
-    types.map((type) => el("option", {value: type.name, selected: type === chosen}, `${typeTitle(type.name)} (${type.name})`)),
+    types.map((type) =>
+      el("option", {value: type.name, selected: type === chosen}, `${typeTitle(type.name)} (${type.name})`),
+    ),
   );
   select.addEventListener("change", () => changed(types.find((type) => type.name === select.value)));
   return el("div", {class: "field card"}, el("label", {for: "test-type"}, "Test type"), select);
