@@ -14,19 +14,15 @@ export function showProgress(run) {
   const cancel = el("button", {type: "button"}, "Cancel the run");
   const rows = new Map();
 
-  const row = (id, title) => {
-    if (!rows.has(id)) {
-      rows.set(id, el("li"));
-      checks.append(rows.get(id));
-    }
-    const item = rows.get(id);
-    item.dataset.title = title ?? item.dataset.title ?? id;
-    return item;
-  };
-  const show = (item, state, code) =>
-    item.replaceChildren(badge(state), " ", item.dataset.title, code ? ` (code ${code})` : "");
-  const countFinished = () => {
-    const done = [...rows.values()].filter((item) => !item.querySelector(".badge-running")).length;
+  // Shows check ID in STATE; a check seen for the first time gets a row of its own.
+  const update = (id, title, state, code) => {
+    if (!rows.has(id)) rows.set(id, {item: checks.appendChild(el("li")), title: id});
+    const row = rows.get(id);
+    row.title = title ?? row.title;
+    row.state = state;
+    const codeText = code === undefined ? "" : ` code ${code}`;
+    row.item.replaceChildren(badge(state), " ", row.title, " ", el("span", {class: "check-id"}, id), codeText);
+    const done = [...rows.values()].filter((each) => each.state !== "running").length;
     finished.textContent = `${done} of the ${rows.size} checks started so far have finished.`;
   };
 
@@ -37,12 +33,10 @@ export function showProgress(run) {
       status.textContent = `Stage ${index + 1} of ${count}: ${stage}`;
     },
     "check-started"({id, title}) {
-      show(row(id, title), "running");
-      countFinished();
+      update(id, title, "running");
     },
     "check-finished"(check) {
-      show(row(check.id, check.title), check.status, check.code);
-      countFinished();
+      update(check.id, check.title, check.status, check.code);
     },
     report(report) {
       bar.value = bar.max;
