@@ -126,10 +126,10 @@ const INPUTS = {
   },
 };
 
-// The description of input NAME for test type TYPE; an input the page does not know is text.
-function describe(type, name) {
+// The description of input NAME for the test type TYPENAME; an input the page does not know is text.
+function describe(typeName, name) {
   const known = INPUTS[name] ?? {label: name, help: ""};
-  const overrides = type.startsWith("ldap") ? known.ldap : undefined;
+  const overrides = typeName.startsWith("ldap") ? known.ldap : undefined;
   return {kind: TEXT, ...known, ...overrides};
 }
 
@@ -186,7 +186,7 @@ function control(id, name, description, value, helpId) {
     case LIST:
       return el("input", {...common, type: "text", value: Array.isArray(value) ? value.join(", ") : ""});
     default:
-      return el("input", {...common, type: "text", value: value ?? "", spellcheck: "false", autocapitalize: "off"});
+      return el("input", {...common, type: "text", value: value ?? "", spellcheck: "false"});
   }
 }
 
@@ -202,15 +202,17 @@ function field(type, name, value) {
   return el("div", {class: className}, description.kind === FLAG ? [input, label] : [label, input], help);
 }
 
-// The fields of a test type: the main ones, then the rest under "More settings".
+// The fields of a test type: the main ones, then the rest under "More settings", open when one of
+// them holds a remembered value.
 export function inputFields(type) {
   const values = recalled(type.name);
-  const fields = (more) =>
-    type.inputs
-      .filter((name) => Boolean(describe(type.name, name).more) === more)
-      .map((name) => field(type, name, values[name]));
-  const extra = fields(true);
-  return [fields(false), extra.length > 0 && el("details", {class: "more"}, el("summary", {}, "More settings"), extra)];
+  const names = (more) => type.inputs.filter((name) => Boolean(describe(type.name, name).more) === more);
+  const fields = (list) => list.map((name) => field(type, name, values[name]));
+  const extra = names(true);
+  if (!extra.length) return fields(names(false));
+  const open = extra.some((name) => values[name] !== undefined && values[name] !== false);
+  const more = el("details", {class: "more", open}, el("summary", {}, "More settings"), fields(extra));
+  return [fields(names(false)), more];
 }
 
 // The values of the form's fields as the run takes them: empty fields left out, flags as booleans,
@@ -241,6 +243,7 @@ function parseJson(text, label, input) {
   try {
     return JSON.parse(text);
   } catch (error) {
+    input.closest("details")?.setAttribute("open", "");
     input.focus();
     throw new Error(`${label}: not valid JSON (${error.message}).`);
   }

@@ -76,7 +76,7 @@ function rootCauses(causes) {
 
 function controllerMatrix(matrix) {
   if (!matrix?.controllers?.length) return null;
-  const head = el("tr", {}, el("th", {scope: "col"}, "Controller"), matrix.checks.map((id) => el("th", {scope: "col"}, id)));
+  const columns = ["Controller", ...matrix.checks].map((name) => el("th", {scope: "col"}, name));
   const cell = (host, id) => {
     const state = matrix.cells[host]?.[id] ?? "-";
     return el("td", {class: `cell-${state === "-" ? "none" : state}`}, CELL_TEXT[state] ?? state);
@@ -95,7 +95,7 @@ function controllerMatrix(matrix) {
         "table",
         {class: "matrix"},
         el("caption", {id: "matrix-caption"}, "Per controller, the checks that test each one"),
-        el("thead", {}, head),
+        el("thead", {}, el("tr", {}, columns)),
         el("tbody", {}, rows),
       ),
     ),
@@ -133,7 +133,8 @@ function checkEntry(context, check) {
     findings(check.findings),
     parameters(check.params),
   );
-  const entry = el("details", {class: `check check-${check.status}`, open: FAILED.has(check.status)}, summaryLine, body);
+  const open = FAILED.has(check.status);
+  const entry = el("details", {class: `check check-${check.status}`, open}, summaryLine, body);
   if (check.status !== "unavailable") body.append(recheckControl(context, check, entry));
   return entry;
 }
@@ -141,7 +142,8 @@ function checkEntry(context, check) {
 const listed = (items, separator) => (items?.length ? items.join(separator) : undefined);
 
 function checkFacts(check) {
-  const code = check.code === undefined ? undefined : `${check.code} (${LEVELS[check.level] ?? `level ${check.level}`})`;
+  const level = LEVELS[check.level] ?? `level ${check.level}`;
+  const code = check.code === undefined ? undefined : `${check.code} (${level})`;
   return definitions([
     ["Code", code],
     ["Meaning", check.meaning],
