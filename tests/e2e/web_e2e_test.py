@@ -71,7 +71,12 @@ def log_in(driver, args):
     check("login: the password field is labelled", label_of(driver, password) == "Password")
     shoot(driver, args.artefacts, "login")
     user.send_keys(args.user, Keys.TAB)
-    driver.switch_to.active_element.send_keys(args.password + "-wrong", Keys.ENTER)
+    driver.switch_to.active_element.send_keys(args.password + "-wrong", Keys.TAB)
+    button = driver.switch_to.active_element
+    outline = driver.execute_script("return getComputedStyle(arguments[0]).outlineStyle", button)
+    check("login: Tab reaches the button, its focus visible", button.tag_name == "button" and outline != "none",
+          (button.tag_name, outline))
+    button.send_keys(Keys.ENTER)
     alert = WebDriverWait(driver, 10).until(lambda d: d.find_element(By.CSS_SELECTOR, "[role=alert]:not(:empty)"))
     check("login: a wrong password is refused, announced", bool(alert.text), alert.text)
     driver.switch_to.active_element.send_keys(args.password, Keys.ENTER)
