@@ -46,10 +46,13 @@ export function alertBox() {
   return el("p", {class: "error", role: "alert"});
 }
 
+const STATUS_ORDER = ["ok", "warning", "error", "unavailable", "skipped", "cancelled"];
+
 // "15 ok, 1 error" from a report's counts, leaving out the zeros.
 export function countsText(counts = {}) {
-  const parts = Object.entries(counts)
-    .filter(([, n]) => n > 0)
-    .map(([status, n]) => `${n} ${status}`);
+  const parts = STATUS_ORDER.filter((status) => counts[status] > 0).map((status) => `${counts[status]} ${status}`);
   return parts.length ? parts.join(", ") : "no checks";
 }
+
+// "14.4 s", "0.02 s".
+export const seconds = (value) => `${Number(value).toFixed(value < 1 ? 2 : 1)} s`;

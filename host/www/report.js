@@ -2,7 +2,7 @@
 // meaning, what to do, help links, findings and commands; each check can be tested again.
 
 import * as api from "./api.js";
-import {alertBox, badge, countsText, el, externalLink, showView} from "./dom.js";
+import {alertBox, badge, countsText, el, externalLink, seconds, showView} from "./dom.js";
 import {keepSecrets, keptSecrets, secretLabel} from "./inputs.js";
 
 const FAILED = new Set(["error", "warning"]);
@@ -32,7 +32,7 @@ function summary(report) {
     ["Status", badge(report.status)],
     ["Checks", countsText(report.counts)],
     ["Run", report.run],
-    ["Started", `${report.started}, ${report.seconds} s`],
+    ["Started", `${report.started}, ${seconds(report.seconds)}`],
     ["Run bracket", report.bracket],
   ];
   return el(
@@ -153,7 +153,7 @@ function checkFacts(check) {
     ["Controllers tested", listed(check.tried, ", ")],
     ["Not run because of", check.stopped_by],
     ["Method", `${check.api} ${check.method} v${check.version}`],
-    ["Time", check.seconds === undefined ? undefined : `${check.seconds} s`],
+    ["Time", check.seconds === undefined ? undefined : seconds(check.seconds)],
   ]);
 }
 
