@@ -1,10 +1,12 @@
 // The client of dscheck's web-API: JSON requests with the session's CSRF token, and the live
 // events of a run.
 
+// A refused request: the HTTP status, the server's "error" text as message, and its whole answer.
 export class ApiError extends Error {
-  constructor(status, message) {
+  constructor(status, message, answer = null) {
     super(message);
     this.status = status;
+    this.answer = answer;
   }
 }
 
@@ -34,7 +36,8 @@ async function request(method, path, body) {
   const data = await response.json().catch(() => null);
   if (response.ok && data !== null) return data;
   if (response.status === 401 && !SESSION_PATHS.includes(path)) onLoggedOut();
-  throw new ApiError(response.status, data?.error ?? `The server answered ${response.status} ${response.statusText}.`);
+  const message = data?.error ?? `The server answered ${response.status} ${response.statusText}.`;
+  throw new ApiError(response.status, message, data);
 }
 
 function remember(session) {

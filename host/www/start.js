@@ -41,6 +41,15 @@ function typeChooser(types, chosen, changed) {
   return el("div", {class: "field card"}, el("label", {for: "test-type"}, "Test type"), select);
 }
 
+// Who holds the run bracket, from the module's refusal to open it (the other run's record).
+function otherRun(refusal) {
+  const record = refusal?.error?.details;
+  if (!record?.runner) return "";
+  const since = record.init_time ? ` since ${new Date(record.init_time * 1000).toLocaleString()}` : "";
+  const from = record.client_ip ?? "an unknown address";
+  return el("span", {class: "sub"}, `The other run: ${record.runner} from ${from}${since}.`);
+}
+
 function inputsForm(type) {
   const error = alertBox();
   const start = el("button", {type: "submit", class: "primary"}, type.name === "join" ? "Join" : "Start the diagnosis");
@@ -63,7 +72,7 @@ function inputsForm(type) {
       keepSecrets(run, Object.fromEntries(Object.entries(inputs).filter(([name]) => isSecret(type, name))));
       location.assign(`#/run/${run}`);
     } catch (failure) {
-      error.textContent = failure.message;
+      error.replaceChildren(failure.message, otherRun(failure.answer?.refusal));
     } finally {
       start.disabled = false;
     }
