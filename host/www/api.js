@@ -2,7 +2,7 @@
 // events of a run.
 
 // A refused request: the HTTP status, the server's "error" text as message, and its whole answer.
-export class ApiError extends Error {
+class ApiError extends Error {
   constructor(status, message, answer = null) {
     super(message);
     this.status = status;
