@@ -13,7 +13,7 @@ export function showLogin(loggedIn) {
     autocomplete: "current-password",
     required: true,
   });
-  const submit = el("button", {type: "submit"}, "Log in");
+  const submit = el("button", {type: "submit", class: "primary"}, "Log in");
   const form = el(
     "form",
     {class: "card narrow", "aria-labelledby": "login-heading"},

@@ -40,9 +40,24 @@ function summary(report) {
     {class: "card summary", "aria-label": "Summary"},
     !report.complete && el("p", {class: "error"}, "The run was interrupted: not every check ran."),
     definitions(facts),
+    failures(report.checks),
     el("details", {}, el("summary", {}, "Inputs"), definitions(Object.entries(report.inputs ?? {}))),
     el("p", {}, el("a", {href: "#/history"}, "Compare with another run")),
   );
+}
+
+// The failed checks, each a button that opens its entry and moves the focus there.
+function failures(checks) {
+  const failed = checks.filter((check) => FAILED.has(check.status));
+  if (!failed.length) return null;
+  const go = (id) => () => {
+    const entry = document.querySelector(`details[data-check="${CSS.escape(id)}"]`);
+    entry.open = true;
+    entry.querySelector("summary").focus();
+  };
+  const button = (check) =>
+    el("button", {type: "button", class: "link-button", onclick: go(check.id)}, `${check.id} (${check.code})`);
+  return el("p", {class: "failures"}, "Failed: ", failed.map((check) => [button(check), " "]));
 }
 
 // A definition list of [term, value] pairs; pairs without a value are left out.
@@ -134,7 +149,7 @@ function checkEntry(context, check) {
     parameters(check.params),
   );
   const open = FAILED.has(check.status);
-  const entry = el("details", {class: `check check-${check.status}`, open}, summaryLine, body);
+  const entry = el("details", {class: `check check-${check.status}`, open, "data-check": check.id}, summaryLine, body);
   if (check.status !== "unavailable") body.append(recheckControl(context, check, entry));
   return entry;
 }
