@@ -62,6 +62,10 @@ def label_of(driver, element):
     return labels[0].get_attribute("textContent") if labels else ""
 
 
+def seconds_taken(entry):
+    return float(entry.find_element(By.XPATH, ".//dt[.='Time']/following-sibling::dd[1]").text.split()[0])
+
+
 def log_in(driver, args):
     heading(driver, "Log in")
     user = driver.switch_to.active_element
@@ -74,10 +78,11 @@ def log_in(driver, args):
     driver.switch_to.active_element.send_keys(args.password + "-wrong", Keys.TAB)
     button = driver.switch_to.active_element
     outline = driver.execute_script("return getComputedStyle(arguments[0]).outlineStyle", button)
-    check("login: Tab reaches the button, its focus visible", button.tag_name == "button" and outline != "none",
-          (button.tag_name, outline))
+    check("login: Tab reaches the button, its focus visible",
+          button.tag_name == "button" and outline != "none", (button.tag_name, outline))
     button.send_keys(Keys.ENTER)
-    alert = WebDriverWait(driver, 10).until(lambda d: d.find_element(By.CSS_SELECTOR, "[role=alert]:not(:empty)"))
+    alert = WebDriverWait(driver, 10).until(
+        lambda d: d.find_element(By.CSS_SELECTOR, "[role=alert]:not(:empty)"))
     check("login: a wrong password is refused, announced", bool(alert.text), alert.text)
     driver.switch_to.active_element.send_keys(args.password, Keys.ENTER)
     heading(driver, "New diagnosis")
@@ -93,8 +98,8 @@ def start_run(driver, args):
             driver.find_element(By.CSS_SELECTOR, "details.more > summary").click()
         field.clear()
         field.send_keys(value)
-    unlabelled = [f.get_attribute("id") for f in driver.find_elements(By.CSS_SELECTOR, "form input, form select")
-                  if not label_of(driver, f)]
+    fields = driver.find_elements(By.CSS_SELECTOR, "form input, form select")
+    unlabelled = [f.get_attribute("id") for f in fields if not label_of(driver, f)]
     check("form: every input has a label", not unlabelled, unlabelled)
     shoot(driver, args.artefacts, "form")
     driver.find_element(By.ID, "input-server_address").send_keys(Keys.ENTER)
@@ -110,15 +115,17 @@ def start_run(driver, args):
 
 def read_report(driver, args):
     heading(driver, "Report: domain_pretest", timeout=180)
-    cells = [c.text for c in driver.find_elements(By.XPATH, f"//table[@class='matrix']//tr[th='{args.down}']/td")]
+    row = f"//table[@class='matrix']//tr[th='{args.down}']/td"
+    cells = [c.text for c in driver.find_elements(By.XPATH, row)]
     check("report: the stopped controller fails in the matrix", "failed" in cells, cells)
     failed = [c for c in driver.find_elements(By.CSS_SELECTOR, "details.check-error, details.check-warning")
               if args.down in c.text]
     check("report: checks naming the stopped controller failed", bool(failed))
-    meanings = [dd.text for c in failed for dd in c.find_elements(By.XPATH, ".//dt[.='Meaning']/following-sibling::dd[1]")]
+    meanings = [dd.text for c in failed
+                for dd in c.find_elements(By.XPATH, ".//dt[.='Meaning']/following-sibling::dd[1]")]
     check("report: the failure's meaning", any(meanings), meanings)
-    links = [a.get_attribute("href") for a in driver.find_elements(By.CSS_SELECTOR, ".links a")]
-    check("report: a help link", any(link.startswith("http") for link in links), links)
+    links = [a.get_attribute("href") for c in failed for a in c.find_elements(By.CSS_SELECTOR, ".links a")]
+    check("report: the failure's help link", any(link.startswith("https://") for link in links), links)
     shoot(driver, args.artefacts, "report")
 
 
@@ -129,12 +136,12 @@ def recheck(driver, args):
     failed = driver.find_elements(By.CSS_SELECTOR, "details.check-error, details.check-warning")
     logons = [c for c in failed if c.find_elements(By.XPATH, ".//details[@class='params']//dt[.='password']")]
     # The quickest of them: a logon against the stopped controller waits for its time-out.
-    took = lambda c: float(c.find_element(By.XPATH, ".//dt[.='Time']/following-sibling::dd[1]").text.split()[0])
-    entry = min(logons or failed, key=took)
+    entry = min(logons or failed, key=seconds_taken)
     title = entry.find_element(By.CSS_SELECTOR, ".check-title").text
     entry.find_element(By.XPATH, ".//button[.='Test again']").click()
     if logons:
-        WebDriverWait(driver, 5).until(lambda d: d.switch_to.active_element.get_attribute("id") == "secret-password")
+        WebDriverWait(driver, 5).until(
+            lambda d: d.switch_to.active_element.get_attribute("id") == "secret-password")
         driver.switch_to.active_element.send_keys(args.run_password, Keys.ENTER)
     WebDriverWait(driver, 120).until(lambda d: f"Tested again: {title}" in d.find_element(
         By.CSS_SELECTOR, "[role=status]").get_attribute("textContent"))
