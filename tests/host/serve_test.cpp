@@ -5,26 +5,20 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <boost/asio/connect.hpp>
-#include <boost/beast/core.hpp>
-#include <boost/beast/http.hpp>
-#include <map>
-#include <thread>
-
 #include "call.hpp"
 #include "host_process.hpp"
 #include "sandbox.hpp"
+#include "system_accounts.hpp"
+#include "web_client.hpp"
 
 namespace {
 
-namespace beast = boost::beast;
-namespace http = beast::http;
-using tcp = boost::asio::ip::tcp;
+namespace http = boost::beast::http;
 
 const char kCheckList[] = "/usr/qarn/etc.defaults/directory/checklist/";
 const char kProgressFile[] = "/tmp/dir_service_check_progress.json";
 const char kDebug[] = "QARN.Core.DirectoryServiceCheck.Debug";
-const char kPassword[] = "Adm1n-pass";  // of admin and plain, hashed below
+const char kAccountPassword[] = "Adm1n-pass";  // of admin and plain, hashed below
 const char kHash[] =
     "$6$dscheckSalt$hHnHPjYYtKgs6fjJ5RjL6m7AipsX5/gLjIIFkJ4GUYfBdGlywpd7ZHkUXtsqKK"
     "cTXKtWvjVI6vpK6BOGDv9FI.";
@@ -37,61 +31,10 @@ const char kList[] = R"({"type": "domain_pretest", "inputs": ["password", "delay
     {"id": "c", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
      "params": {"errCode": {"value": 1031}, "password": {"input": "password"}}}]}]})";
 
-struct Reply {
-    int status = 0;
-    std::map<std::string, std::string> fields;
-    std::string body;
-    Json::Value Json() const { return ParseJson(body); }
-};
-
-using Fields = std::map<std::string, std::string>;
-
-// One keep-alive connection to the server.
-class Client {
-  public:
-    Client() { stream_.connect(tcp::endpoint(boost::asio::ip::make_address("127.0.0.1"), 8470)); }
-
-    Reply Send(http::verb verb, const std::string& target, const std::string& body = "",
-               const Fields& fields = {}) {
-        http::request<http::string_body> request(verb, target, 11);
-        request.set(http::field::host, "127.0.0.1:8470");
-        for (const auto& field : fields) request.set(field.first, field.second);
-        request.body() = body;
-        if (!body.empty() || verb == http::verb::post) request.prepare_payload();
-        http::write(stream_, request);
-        return Read();
-    }
-    // A request with a Content-Length but no body sent.
-    Reply Announce(size_t length) {
-        http::request<http::empty_body> request(http::verb::post, "/api/call", 11);
-        request.set(http::field::content_length, std::to_string(length));
-        http::write(stream_, request);
-        return Read();
-    }
-
-  private:
-    Reply Read() {
-        http::response_parser<http::string_body> parser;
-        parser.body_limit(boost::none);
-        beast::error_code error;
-        http::read(stream_, buffer_, parser, error);
-        Reply reply;
-        reply.status = parser.get().result_int();
-        for (const auto& field : parser.get())
-            reply.fields[std::string(field.name_string())] = std::string(field.value());
-        reply.body = parser.get().body();
-        return reply;
-    }
-
-    boost::asio::io_context io_;
-    beast::tcp_stream stream_{io_};
-    beast::flat_buffer buffer_;
-};
-
 struct Login {
     std::string cookie;
     std::string csrf;
-    Fields Guard() const { return {{"Cookie", cookie}, {"X-CSRF-Token", csrf}}; }
+    WebFields Guard() const { return {{"Cookie", cookie}, {"X-CSRF-Token", csrf}}; }
 };
 
 std::vector<std::string> EventNames(const std::string& stream) {
@@ -111,10 +54,7 @@ Json::Value LastEventData(const std::string& stream) {
 class Serve : public testing::Test {
   protected:
     void SetUp() override {
-        AddAccount("admin", 1501, "admin", "administrators:x:1500:admin");
-        AddAccount("plain", 1502, "plain", "");
-        Sandbox::WriteFile("/etc/pam.d/dscheck",
-                           Sandbox::ReadFile(DSCHECK_SOURCE_DIR "/host/pam.d/dscheck"));
+        AddTestAccounts();
         Sandbox::WriteFile(std::string(kCheckList) + "domain_pretest", kList);
         Sandbox::WriteFile(std::string(kCheckList) + "report_catalog.json",
                            Sandbox::ReadFile(DSCHECK_SOURCE_DIR "/checklist/report_catalog.json"));
@@ -137,34 +77,23 @@ class Serve : public testing::Test {
         server_ = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    static void AddAccount(const std::string& user, int gid, const std::string& group,
-                           const std::string& extraGroup) {
-        std::string id = std::to_string(gid);
-        auto append = [](const std::string& path, const std::string& line, mode_t mode) {
-            Sandbox::WriteFile(path, Sandbox::ReadFile(path) + line + "\n", mode);
-        };
-        append("/etc/passwd", user + ":x:" + id + ":" + id + "::/tmp:/bin/sh", 0644);
-        append("/etc/shadow", user + ":" + kHash + ":19000:0:99999:7:::", 0640);
-        append("/etc/group", group + ":x:" + id + ":", 0644);
-        if (!extraGroup.empty()) append("/etc/group", extraGroup, 0644);
-    }
     static bool Reachable() {
         try {
-            Client client;
+            WebClient client;
             return true;
         } catch (const std::exception&) {
             return false;
         }
     }
-    Login LogIn(Client& client, const std::string& user = "admin") {
-        Reply reply =
+    Login LogIn(WebClient& client, const std::string& user = "admin") {
+        WebReply reply =
             client.Send(http::verb::post, "/api/login",
-                        R"({"user": ")" + user + R"(", "password": ")" + kPassword + "\"}");
+                        R"({"user": ")" + user + R"(", "password": ")" + kAccountPassword + "\"}");
         EXPECT_EQ(reply.status, 200) << reply.body;
         std::string cookie = reply.fields["Set-Cookie"];
         return {cookie.substr(0, cookie.find(';')), reply.Json()["csrf"].asString()};
     }
-    Reply Call(Client& client, const Login& login, const std::string& params) {
+    WebReply Call(WebClient& client, const Login& login, const std::string& params) {
         return client.Send(http::verb::post, "/api/call",
                            std::string(R"({"api": ")") + kDebug +
                                R"(", "method": "generate_issue", "params": )" + params + "}",
@@ -175,11 +104,11 @@ class Serve : public testing::Test {
 };
 
 TEST_F(Serve, LogsInAdministratorsOnlyAndLimitsFailures) {
-    Client client;
+    WebClient client;
     Login login = LogIn(client);
     EXPECT_EQ(login.cookie.size(), std::string("dscheck_session=").size() + 64);
-    Reply first = client.Send(http::verb::post, "/api/login",
-                              R"({"user": "admin", "password": "Adm1n-pass"})");
+    WebReply first = client.Send(http::verb::post, "/api/login",
+                                 R"({"user": "admin", "password": "Adm1n-pass"})");
     EXPECT_NE(first.fields["Set-Cookie"].find("; HttpOnly; SameSite=Strict; Path=/; Max-Age="),
               std::string::npos);
     EXPECT_EQ(first.fields["Cache-Control"], "no-store");
@@ -191,7 +120,7 @@ TEST_F(Serve, LogsInAdministratorsOnlyAndLimitsFailures) {
              {R"({"user": "admin", "password": "wrong"})", 401},
              {R"({"user": "admin", "password": "wrong"})", 401},
              {R"({"user": "admin", "password": "Adm1n-pass"})", 429}}) {
-        Reply reply = client.Send(http::verb::post, "/api/login", body);
+        WebReply reply = client.Send(http::verb::post, "/api/login", body);
         EXPECT_EQ(reply.status, status) << body;
         if (status == 429) {
             EXPECT_GT(std::stoi(reply.fields["Retry-After"]), 0);
@@ -205,11 +134,11 @@ TEST_F(Serve, LogsInAdministratorsOnlyAndLimitsFailures) {
 }
 
 TEST_F(Serve, GuardsStateChangesAndAnswersAsTheCommandLine) {
-    Client client;
+    WebClient client;
     Login login = LogIn(client);
     const std::string call =
         std::string(R"({"api": ")") + kDebug + R"(", "method": "generate_issue"})";
-    for (const auto& [fields, status] : std::vector<std::pair<Fields, int>>{
+    for (const auto& [fields, status] : std::vector<std::pair<WebFields, int>>{
              {{}, 401},
              {{{"Cookie", "dscheck_session=00"}}, 401},
              {{{"Cookie", login.cookie}}, 403},
@@ -223,14 +152,14 @@ TEST_F(Serve, GuardsStateChangesAndAnswersAsTheCommandLine) {
         EXPECT_EQ(client.Send(http::verb::post, "/api/call", call, fields).status, status)
             << testing::PrintToString(fields);
     }
-    Reply reply = Call(client, login, R"({"errCode": 1034, "level": 1})");
+    WebReply reply = Call(client, login, R"({"errCode": 1034, "level": 1})");
     HostRun cli = RunHost({"call", kDebug, "generate_issue", "errCode=1034", "level=1"});
     EXPECT_EQ(reply.body + "\n", cli.output);
     EXPECT_EQ(Call(client, login, R"({"errCode": "x"})").status, 502);
     EXPECT_EQ(client.Send(http::verb::post, "/api/call", "{\"api\": 1}", login.Guard()).status,
               400);
     EXPECT_EQ(client.Send(http::verb::post, "/api/call", "[[[[", login.Guard()).status, 400);
-    Reply progress = client.Send(
+    WebReply progress = client.Send(
         http::verb::post, "/api/call",
         R"({"api": "QARN.Core.DirectoryServiceCheck.Progress", "method": "start_progress",
             "params": {"server_type": "domain"}})",
@@ -242,17 +171,18 @@ TEST_F(Serve, GuardsStateChangesAndAnswersAsTheCommandLine) {
 }
 
 TEST_F(Serve, RefusesOversizedRequestsAndTraversalWhileServingOthers) {
-    Client served;
+    WebClient served;
     Login login = LogIn(served);
-    EXPECT_EQ(Client().Announce(100 * 1024).status, 413);
-    EXPECT_EQ(Client().Send(http::verb::get, "/", "", {{"X-Big", std::string(9000, 'a')}}).status,
-              431);
-    Fields many;
+    EXPECT_EQ(WebClient().Announce(100 * 1024).status, 413);
+    EXPECT_EQ(
+        WebClient().Send(http::verb::get, "/", "", {{"X-Big", std::string(9000, 'a')}}).status,
+        431);
+    WebFields many;
     for (int i = 0; i < 120; ++i) many["X-F" + std::to_string(i)] = "1";
-    EXPECT_EQ(Client().Send(http::verb::get, "/", "", many).status, 431);
+    EXPECT_EQ(WebClient().Send(http::verb::get, "/", "", many).status, 431);
     EXPECT_EQ(Call(served, login, R"({"errCode": 1034})").status, 200);
-    Client files;
-    Reply index = files.Send(http::verb::get, "/");
+    WebClient files;
+    WebReply index = files.Send(http::verb::get, "/");
     EXPECT_EQ(index.body, "<h1>dscheck</h1>");
     EXPECT_EQ(index.fields["Content-Security-Policy"], "default-src 'self'");
     EXPECT_EQ(index.fields["X-Frame-Options"], "DENY");
@@ -263,7 +193,7 @@ TEST_F(Serve, RefusesOversizedRequestsAndTraversalWhileServingOthers) {
 }
 
 TEST_F(Serve, RunsStreamTheirEventsAndStayInTheHistory) {
-    Client client;
+    WebClient client;
     Login login = LogIn(client);
     Json::Value types = client.Send(http::verb::get, "/api/test-types", "", login.Guard()).Json();
     EXPECT_EQ(types["types"][0],
@@ -271,13 +201,13 @@ TEST_F(Serve, RunsStreamTheirEventsAndStayInTheHistory) {
                             "secrets": ["password"]})"));
     const std::string start = R"({"type": "domain_pretest", "inputs": {"password": "S3cret",
                                   "delay": 1}})";
-    Reply started = client.Send(http::verb::post, "/api/runs", start, login.Guard());
+    WebReply started = client.Send(http::verb::post, "/api/runs", start, login.Guard());
     ASSERT_EQ(started.status, 202) << started.body;
     std::string run = started.Json()["run"].asString();
     EXPECT_EQ(client.Send(http::verb::post, "/api/runs", start, login.Guard()).status, 409);
 
     std::string stream =
-        Client().Send(http::verb::get, "/api/runs/" + run + "/events", "", login.Guard()).body;
+        WebClient().Send(http::verb::get, "/api/runs/" + run + "/events", "", login.Guard()).body;
     EXPECT_EQ(EventNames(stream),
               (std::vector<std::string>{"stage", "check-started", "check-finished", "check-started",
                                         "check-finished", "report"}));
@@ -287,7 +217,7 @@ TEST_F(Serve, RunsStreamTheirEventsAndStayInTheHistory) {
     EXPECT_EQ(stream.find("S3cret"), std::string::npos);
 
     std::string again =
-        Client().Send(http::verb::get, "/api/runs/" + run + "/events", "", login.Guard()).body;
+        WebClient().Send(http::verb::get, "/api/runs/" + run + "/events", "", login.Guard()).body;
     EXPECT_EQ(EventNames(again), std::vector<std::string>{"report"});
     EXPECT_EQ(client.Send(http::verb::get, "/api/runs/last", "", login.Guard()).Json()["run"], run);
     EXPECT_EQ(client.Send(http::verb::get, "/api/runs", "", login.Guard()).Json()["runs"][0]["run"],
@@ -295,7 +225,7 @@ TEST_F(Serve, RunsStreamTheirEventsAndStayInTheHistory) {
     EXPECT_EQ(
         client.Send(http::verb::get, "/api/diff?a=" + run + "&b=last", "", login.Guard()).status,
         200);
-    Reply recheck =
+    WebReply recheck =
         client.Send(http::verb::post, "/api/recheck", R"({"run": ")" + run + R"(", "check": "c",
                                     "secrets": {"password": "S3cret"}})",
                     login.Guard());
@@ -314,7 +244,7 @@ TEST_F(Serve, RunsStreamTheirEventsAndStayInTheHistory) {
 }
 
 TEST_F(Serve, CancelAndTerminationCloseTheBracket) {
-    Client client;
+    WebClient client;
     Login login = LogIn(client);
     const std::string start = R"({"type": "domain_pretest", "inputs": {"delay": 2}})";
     std::string run =
@@ -323,7 +253,7 @@ TEST_F(Serve, CancelAndTerminationCloseTheBracket) {
         client.Send(http::verb::post, "/api/runs/" + run + "/cancel", "", login.Guard()).status,
         202);
     std::string stream =
-        Client().Send(http::verb::get, "/api/runs/" + run + "/events", "", login.Guard()).body;
+        WebClient().Send(http::verb::get, "/api/runs/" + run + "/events", "", login.Guard()).body;
     EXPECT_EQ(LastEventData(stream)["complete"], false);
     EXPECT_FALSE(Sandbox::Exists(kProgressFile));
 
