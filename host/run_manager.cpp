@@ -74,8 +74,8 @@ RunManager::Start RunManager::StartRun(const std::string& testType, const Json::
             syslog(LOG_ERR, "%s:%d history: %s", __FILE_NAME__, __LINE__, historyError.c_str());
         }
         started->storedId = report["run"].asString();
+        started->finished = true;  // from now on clients get the report alone
         started->events->Finish(report);
-        started->finished = true;
     });
     result = Json::Value(Json::objectValue);
     result["run"] = run->id;
