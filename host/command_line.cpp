@@ -73,11 +73,8 @@ bool CommandLine::Parse(const std::vector<std::string>& words, std::string& erro
         }
         if (word == "call") return ParseCall(words, i + 1, error);
         static const std::pair<const char*, Command> kRunnerCommands[] = {
-            {"run", Command::kRun},
-            {"join", Command::kJoin},
-            {"history", Command::kHistory},
-            {"show", Command::kShow},
-            {"diff", Command::kDiff}};
+            {"run", Command::kRun},   {"join", Command::kJoin}, {"history", Command::kHistory},
+            {"show", Command::kShow}, {"diff", Command::kDiff}, {"serve", Command::kServe}};
         for (const auto& runner : kRunnerCommands) {
             if (word != runner.first) continue;
             command = runner.second;

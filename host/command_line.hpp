@@ -1,5 +1,5 @@
-// The host's command line: global options, then "call", "list", "--help" or one of the
-// runner's commands ("run", "join", "history", "show", "diff") with the words after it.
+// The host's command line: global options, then "call", "list", "--help", "serve" or one of
+// the runner's commands ("run", "join", "history", "show", "diff") with the words after it.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 class CommandLine {
   public:
-    enum class Command { kHelp, kList, kCall, kRun, kJoin, kHistory, kShow, kDiff };
+    enum class Command { kHelp, kList, kCall, kRun, kJoin, kHistory, kShow, kDiff, kServe };
 
     // False with a reason in error when the words do not form a command.
     bool Parse(const std::vector<std::string>& words, std::string& error);
@@ -19,7 +19,7 @@ class CommandLine {
     Command command = Command::kHelp;
     std::string modulePath;  // empty: the module beside the host
     CallRequest call;
-    std::vector<std::string> commandWords;  // the words after a runner command
+    std::vector<std::string> commandWords;  // the words after a runner command or serve
 
     static const char kUsage[];
 

@@ -1,5 +1,4 @@
 // dscheck: loads the check module and answers requests from the command line.
-#include <json/writer.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -9,8 +8,10 @@
 
 #include "command_line.hpp"
 #include "module.hpp"
+#include "report_formatter.hpp"
 #include "request_dispatcher.hpp"
 #include "run_command.hpp"
+#include "serve_command.hpp"
 #include "system_paths.hpp"
 
 namespace {
@@ -50,9 +51,7 @@ int Call(const Module& module, const CallRequest& call) {
         std::cerr << "dscheck: " << result.message << '\n';
         return result.status;
     }
-    Json::StreamWriterBuilder writer;
-    writer["indentation"] = "";
-    std::cout << Json::writeString(writer, result.reply) << std::endl;
+    std::cout << ReportFormatter::CompactText(result.reply) << std::endl;
     return result.status;
 }
 
@@ -99,6 +98,19 @@ int Runner(const CommandLine& line, const Module& module) {
     }
 }
 
+int Serve(const CommandLine& line, const Module& module) {
+    ServeOptions options;
+    std::string error;
+    if (!ServeCommand::ParseOptions(line.commandWords, options, error)) {
+        std::cerr << "dscheck: serve: " << error << " (dscheck --help shows the usage)\n";
+        return kExitUsage;
+    }
+    if (options.wwwDirectory.empty()) {
+        options.wwwDirectory = ServeCommand::DefaultWwwDirectory(HostDirectory());
+    }
+    return ServeCommand(module, options).Run();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -110,17 +122,19 @@ int main(int argc, char** argv) {
         return kExitUsage;
     }
     if (line.command == CommandLine::Command::kHelp) {
-        std::cout << CommandLine::kUsage << RunCommand::kUsage;
+        std::cout << CommandLine::kUsage << RunCommand::kUsage << ServeCommand::kUsage;
         return kExitSuccess;
     }
     Module module;
     bool needsModule = line.command == CommandLine::Command::kList ||
-                       line.command == CommandLine::Command::kCall || IsDiagnosis(line.command);
+                       line.command == CommandLine::Command::kCall ||
+                       line.command == CommandLine::Command::kServe || IsDiagnosis(line.command);
     if (!needsModule) return Runner(line, module);
     if (!module.Load(line.modulePath.empty() ? DefaultModulePath() : line.modulePath, error)) {
         std::cerr << "dscheck: cannot load the module: " << error << '\n';
         return IsDiagnosis(line.command) ? static_cast<int>(kRunUnknown) : kExitUsage;
     }
     if (IsDiagnosis(line.command)) return Runner(line, module);
+    if (line.command == CommandLine::Command::kServe) return Serve(line, module);
     return line.command == CommandLine::Command::kList ? List(module) : Call(module, line.call);
 }

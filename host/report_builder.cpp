@@ -97,6 +97,14 @@ void SplitDetails(const Json::Value& details, Json::Value& entry) {
     entry["links"] = links;
 }
 
+// The catalog's help links of a code, beside the module's own (which win on the same key).
+void AddCatalogLinks(const Json::Value& catalogLinks, Json::Value& links) {
+    if (!catalogLinks.isObject()) return;
+    for (const std::string& key : catalogLinks.getMemberNames()) {
+        if (!links.isMember(key)) links[key] = catalogLinks[key];
+    }
+}
+
 bool Failed(const Json::Value& entry) {
     return entry["status"] == "error" || entry["status"] == "warning";
 }
@@ -157,7 +165,10 @@ Json::Value ReportBuilder::CheckEntry(const Json::Value& check) const {
             text.isObject()
                 ? text["meaning"]
                 : Json::Value("code " + entry["code"].asString() + " is not in the catalog");
-        if (text.isObject()) entry["action"] = text["action"];
+        if (text.isObject()) {
+            entry["action"] = text["action"];
+            AddCatalogLinks(text["links"], entry["links"]);
+        }
         hosts = FailedHosts(reply["error"]["details"]);
         entry["hosts"] = Strings(hosts);
         entry["commands"] =

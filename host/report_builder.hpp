@@ -22,9 +22,10 @@ class ReportBuilder {
     static Json::Value RecordJson(const CheckRecord& record);
     // Inputs with secret values masked.
     static Json::Value MaskSecrets(const Json::Value& values);
+    // The report's entry of one check, as RecordJson gives it (without root causes).
+    Json::Value CheckEntry(const Json::Value& check) const;
 
   private:
-    Json::Value CheckEntry(const Json::Value& check) const;
     void AddRootCauses(Json::Value& report) const;
     Json::Value Matrix(const Json::Value& checks) const;
 

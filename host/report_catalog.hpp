@@ -13,7 +13,7 @@ class ReportCatalog {
     bool Load(const std::string& path, std::string& error);
     void Set(const Json::Value& document) { document_ = document; }
 
-    // {"meaning": ..., "action": ...} of code, or null.
+    // {"meaning": ..., "action": ..., optionally "links": {KEY: URL}} of code, or null.
     Json::Value Code(int code) const;
     std::string Title(const std::string& method) const;
     // The commands of method filled in from the check's parameters, one per host where the

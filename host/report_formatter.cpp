@@ -191,6 +191,12 @@ std::string ReportFormatter::JsonText(const Json::Value& report) {
     return Json::writeString(writer, report) + "\n";
 }
 
+std::string ReportFormatter::CompactText(const Json::Value& value) {
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "";
+    return Json::writeString(writer, value);
+}
+
 std::string ReportFormatter::Nagios(const Json::Value& report) {
     static const char* const kWords[] = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
     RunExitStatus status = ExitStatus(report);

@@ -25,6 +25,8 @@ class ReportFormatter {
 
     static std::string Text(const Json::Value& report);
     static std::string JsonText(const Json::Value& report);
+    // One line, no indentation, no newline: the form of "dscheck call" and the web-API.
+    static std::string CompactText(const Json::Value& value);
     static std::string Nagios(const Json::Value& report);
     static std::string Prometheus(const Json::Value& report);
 };

@@ -1,18 +1,14 @@
 #include "run_command.hpp"
 
-#include <json/reader.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
-#include <ctime>
-#include <fstream>
 #include <iostream>
 
 #include "command_line.hpp"
-#include "diagnosis_api.hpp"
+#include "diagnosis.hpp"
 #include "interruption.hpp"
-#include "report_builder.hpp"
+#include "progress_display.hpp"
 #include "run_history.hpp"
 #include "secret_input.hpp"
 
@@ -34,33 +30,12 @@ const char RunCommand::kUsage[] =
 
 namespace {
 
-const char kReportCatalogFile[] = "report_catalog.json";
-const char kJoinListFile[] = "domain_join";
-const char kJoinType[] = "domain_join";
-
-bool ReadJsonFile(const std::string& path, Json::Value& value, std::string& error) {
-    std::ifstream file(path);
-    Json::CharReaderBuilder builder;
-    std::string errors;
-    if (file && Json::parseFromStream(builder, file, &value, &errors)) return true;
-    error = path + ": " + (file ? errors : "cannot be read");
-    return false;
-}
-
 bool ParseJobs(const std::string& text, size_t& jobs) {
     char* end = nullptr;
     long value = std::strtol(text.c_str(), &end, 10);
     if (end == text.c_str() || *end != '\0' || value < 1 || value > 64) return false;
     jobs = static_cast<size_t>(value);
     return true;
-}
-
-std::string TimeText(std::time_t when, const char* format) {
-    std::tm parts{};
-    gmtime_r(&when, &parts);
-    char text[64];
-    strftime(text, sizeof(text), format, &parts);
-    return text;
 }
 
 }  // namespace
@@ -118,93 +93,29 @@ bool RunCommand::ParseOptions(Kind kind, const std::vector<std::string>& words, 
     return true;
 }
 
-bool RunCommand::LoadCheckList(bool join, CheckList& list, std::string& error) const {
-    Json::Value document;
-    if (join) {
-        if (!ReadJsonFile(options_.dataDirectory + "/" + kJoinListFile, document, error)) {
-            return false;
-        }
-    } else {
-        CallRequest request = caller_;
-        request.api = kCommonAPI;
-        request.method = "get_stages";
-        request.params = Json::Value(Json::objectValue);
-        request.params["type"] = options_.testType;
-        CallResult result = dispatcher_.Call(request);
-        if (!result.reply["success"].asBool()) {
-            error = "get_stages " + options_.testType + " answered " +
-                    (result.reply.isNull()
-                         ? result.message
-                         : result.reply["error"]["code"].asString() + " (is it a test type?)");
-            return false;
-        }
-        document = result.reply["data"];
-    }
-    return list.Parse(document, error);
-}
-
-bool RunCommand::CompleteInputs(const CheckList& list, std::string& error) {
-    for (const std::string& name : options_.inputs.getMemberNames()) {
-        if (std::find(list.inputs.begin(), list.inputs.end(), name) == list.inputs.end()) {
-            error = "unknown input " + name + "; " + list.type + " takes:";
-            for (const std::string& input : list.inputs) error += " " + input;
-            return false;
-        }
-    }
-    bool terminal = isatty(STDIN_FILENO);
+void RunCommand::CompleteInputs(const CheckList& list) {
+    if (!isatty(STDIN_FILENO)) return;
     for (const std::string& name : list.inputs) {
-        if (!SecretInput::IsSecret(name) || options_.inputs.isMember(name) || !terminal) continue;
+        if (!SecretInput::IsSecret(name) || options_.inputs.isMember(name)) continue;
         std::string value;
         if (SecretInput::Prompt(name, value)) options_.inputs[name] = value;
     }
-    return true;
-}
-
-void RunCommand::StageStarted(const StageSpec& stage, size_t index, size_t count) {
-    bracket_->Update(stage.name);
-    display_->StageStarted(stage, index, count);
-}
-
-void RunCommand::CheckStarted(const CheckSpec& check) {
-    display_->CheckStarted(check);
-}
-
-void RunCommand::CheckFinished(const CheckRecord& record) {
-    display_->CheckFinished(record);
-}
-
-Json::Value RunCommand::RunJson(const CheckList& list, const std::vector<CheckRecord>& records,
-                                const std::string& bracket, double seconds) const {
-    Json::Value run(Json::objectValue);
-    run["type"] = list.type.empty() ? options_.testType : list.type;
-    run["seconds"] = seconds;
-    run["bracket"] = bracket;
-    run["inputs"] = ReportBuilder::MaskSecrets(options_.inputs);
-    run["checks"] = Json::Value(Json::arrayValue);
-    for (const CheckRecord& record : records)
-        run["checks"].append(ReportBuilder::RecordJson(record));
-    return run;
 }
 
 int RunCommand::Diagnose(bool join) {
+    DiagnosisSetup setup{options_.dataDirectory, options_.historyDirectory, options_.jobs};
+    Diagnosis diagnosis(dispatcher_, caller_, setup);
     std::string error;
-    CheckList list;
-    if (!catalog_.Load(options_.dataDirectory + "/" + kReportCatalogFile, error) ||
-        !LoadCheckList(join, list, error) || !CompleteInputs(list, error)) {
+    if (!diagnosis.Prepare(join ? "" : options_.testType, error) ||
+        !diagnosis.AcceptsInputs(options_.inputs, error)) {
         std::cerr << "dscheck: " << error << '\n';
         return kRunUnknown;
     }
-    if (join) list.type = kJoinType;
-    std::time_t started = std::time(nullptr);
-    auto clock = std::chrono::steady_clock::now();
-
-    RunBracket bracket(dispatcher_, caller_);
+    CompleteInputs(diagnosis.List());
     Json::Value refusal;
-    std::string serverType = list.type.substr(0, list.type.find('_'));
-    RunBracket::Opening opening = bracket.Open(serverType, refusal);
-    if (opening == RunBracket::Opening::kRefused) {
+    if (!diagnosis.Open(refusal)) {
         int code = refusal["error"]["code"].asInt();
-        Json::Value text = catalog_.Code(code);
+        Json::Value text = diagnosis.Catalog().Code(code);
         std::cerr << "dscheck: the run cannot start: " << code << " "
                   << (text.isObject() ? text["meaning"].asString() : "") << '\n';
         if (!refusal["error"]["details"].isNull()) {
@@ -212,48 +123,17 @@ int RunCommand::Diagnose(bool join) {
         }
         return kRunUnknown;
     }
-
     bool plainFormat = options_.format == ReportFormatter::Format::kText;
     ProgressDisplay display(options_.quiet || !plainFormat ? ProgressDisplay::Mode::kQuiet
                                                            : ProgressDisplay::ModeFor(stderr),
                             stderr);
-    DiagnosisRunner runner(dispatcher_, caller_, list, options_.jobs);
-    bracket_ = &bracket;
-    display_ = &display;
-    std::vector<CheckRecord> records;
+    Json::Value report;
     {
-        Interruption interruption([&] {
-            runner.Cancel();
-            bracket.Close();
-        });
-        records = runner.Run(options_.inputs, *this);
+        Interruption interruption([&] { diagnosis.Cancel(); });
+        report = diagnosis.Run(options_.inputs, display, error);
         display.Finish();
-        if (!join && !interruption.Interrupted()) {
-            CallRequest request = caller_;
-            request.api = kCommonAPI;
-            request.method = "set_last_test";
-            dispatcher_.Call(request);
-        }
-        bracket.Close();
     }
-    double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - clock).count();
-    std::string bracketText = opening == RunBracket::Opening::kOpened
-                                  ? "opened and closed"
-                                  : "none: the server is joined or bound (1110)";
-    Json::Value run = RunJson(list, records, bracketText, seconds);
-    run["run"] = TimeText(started, "%Y%m%dT%H%M%SZ-") + run["type"].asString();
-    run["started"] = TimeText(started, "%Y-%m-%d %H:%M:%S UTC");
-    run["started_epoch"] = static_cast<Json::Int64>(started);
-    Json::Value report = ReportBuilder(catalog_).Build(run);
-    if (!options_.historyDirectory.empty()) {
-        std::string id;
-        if (RunHistory(options_.historyDirectory).Save(report, id, error)) {
-            report["run"] = id;
-        } else {
-            std::cerr << "dscheck: history: " << error << '\n';
-        }
-    }
+    if (!error.empty()) std::cerr << "dscheck: history: " << error << '\n';
     return Report(report);
 }
 

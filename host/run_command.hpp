@@ -7,12 +7,8 @@
 #include <vector>
 
 #include "check_list.hpp"
-#include "diagnosis_runner.hpp"
-#include "progress_display.hpp"
-#include "report_catalog.hpp"
 #include "report_formatter.hpp"
 #include "request_dispatcher.hpp"
-#include "run_bracket.hpp"
 
 struct RunOptions {
     std::string testType;  // empty for the join
@@ -25,7 +21,7 @@ struct RunOptions {
     std::vector<std::string> runs;  // show, diff
 };
 
-class RunCommand : public RunObserver {
+class RunCommand {
   public:
     enum class Kind { kRun, kJoin, kHistory, kShow, kDiff };
 
@@ -45,21 +41,12 @@ class RunCommand : public RunObserver {
     int Show() const;
     int Diff() const;
 
-    void StageStarted(const StageSpec& stage, size_t index, size_t count) override;
-    void CheckStarted(const CheckSpec& check) override;
-    void CheckFinished(const CheckRecord& record) override;
-
   private:
-    bool LoadCheckList(bool join, CheckList& list, std::string& error) const;
-    bool CompleteInputs(const CheckList& list, std::string& error);
-    Json::Value RunJson(const CheckList& list, const std::vector<CheckRecord>& records,
-                        const std::string& bracket, double seconds) const;
+    // Asks for the secrets the list takes and the inputs lack, on a terminal.
+    void CompleteInputs(const CheckList& list);
     int Report(const Json::Value& report) const;
 
     const RequestDispatcher& dispatcher_;
     CallRequest caller_;
     RunOptions options_;
-    ReportCatalog catalog_;
-    RunBracket* bracket_ = nullptr;
-    ProgressDisplay* display_ = nullptr;
 };

@@ -81,6 +81,9 @@ TEST(Report, EachCheckGetsStatusCodeMeaningFindingsAndCommands) {
     EXPECT_EQ(checks[1]["findings"], ParseJson(R"({"port": 88, "service": "Kerberos",
                                                    "server_list": ["192.0.2.11"]})"));
     EXPECT_EQ(checks[4]["links"], ParseJson(R"({"link_ntlm_auth": "https://example.com/ntlm"})"));
+    // An unreachable port has no link of the module's: the catalog's is its help.
+    EXPECT_EQ(checks[1]["links"]["link"], catalog.Code(1013)["links"]["link"]);
+    EXPECT_TRUE(checks[1]["links"]["link"].isString());
     EXPECT_FALSE(checks[4]["findings"].isMember("link_ntlm_auth"));
     EXPECT_EQ(report["status"], "error");
     EXPECT_EQ(report["counts"], ParseJson(R"({"ok": 2, "warning": 2, "error": 1,

@@ -1,8 +1,6 @@
 // The host as users run it: a real process loading the real module; dscheck run, show and
 // history on a check list of Debug checks.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,9 +8,8 @@
 #include <tuple>
 
 #include "call.hpp"
+#include "host_process.hpp"
 #include "sandbox.hpp"
-
-extern char** environ;
 
 namespace {
 
@@ -36,36 +33,6 @@ const char kDebugList[] = R"({"type": "domain_pretest", "inputs": ["password", "
      "params": {"errCode": {"value": 1120}}, "on_error": "stop"},
     {"id": "e", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
      "params": {}}]}]})";
-
-struct HostRun {
-    int exitStatus;
-    std::string output;
-};
-
-HostRun RunHost(std::vector<std::string> args) {
-    args.insert(args.begin(), DSCHECK_BINARY_DIR "/dscheck");
-    std::vector<char*> argv;
-    for (std::string& arg : args) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    int fds[2];
-    EXPECT_EQ(pipe2(fds, O_CLOEXEC), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    pid_t pid = -1;
-    EXPECT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
-    std::string output;
-    char buffer[4096];
-    ssize_t n;
-    while ((n = read(fds[0], buffer, sizeof(buffer))) > 0) output.append(buffer, n);
-    close(fds[0]);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
 
 class Runner : public testing::Test {
   protected:
