@@ -42,7 +42,9 @@ struct HostRun {
     std::string output;
 };
 
-HostRun RunHost(std::vector<std::string> args, pid_t* background = nullptr) {
+// The host with args, standard input from the file input.
+HostRun RunHost(std::vector<std::string> args, pid_t* background = nullptr,
+                const char* input = "/dev/null") {
     args.insert(args.begin(), DSCHECK_BINARY_DIR "/dscheck");
     std::vector<char*> argv;
     for (std::string& arg : args) argv.push_back(arg.data());
@@ -56,7 +58,7 @@ HostRun RunHost(std::vector<std::string> args, pid_t* background = nullptr) {
     } else {
         posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
     }
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 0, input, O_RDONLY, 0);
     pid_t pid = -1;
     EXPECT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
     posix_spawn_file_actions_destroy(&actions);
@@ -178,6 +180,23 @@ TEST(Host, PrintsTheAnswerAndItsExitStatus) {
         HostRun run = RunHost({"call", kDebug, "generate_issue", parameter});
         EXPECT_EQ(run.exitStatus, status) << parameter;
         EXPECT_EQ(ParseJson(run.output), ParseJson(reply));
+    }
+}
+
+TEST(Host, ParametersFromStandardInput) {
+    Sandbox::WriteFile("/tmp/params", R"({"errCode": 1034, "level": 1, "data": {"s": "x"}})");
+    HostRun run = RunHost({"call", kDebug, "generate_issue", "--params", "-", "level=0"}, nullptr,
+                          "/tmp/params");
+    EXPECT_EQ(run.exitStatus, 1);
+    Json::Value error = ParseJson(run.output)["error"];
+    EXPECT_EQ(error["code"], 1034);
+    EXPECT_EQ(error["details"]["info"]["s"], "x");
+    EXPECT_EQ(error["details"]["level"], 0);  // the word after --params wins
+    for (const char* input : {"/dev/null", "/tmp/params-bad"}) {
+        Sandbox::WriteFile("/tmp/params-bad", R"({"errCode": 1, "errCode": 2})");
+        run = RunHost({"call", kDebug, "generate_issue", "--params", "-"}, nullptr, input);
+        EXPECT_EQ(run.exitStatus, 2) << input;
+        EXPECT_EQ(run.output, "");
     }
 }
 
