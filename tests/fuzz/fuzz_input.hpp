@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -19,6 +20,14 @@ inline std::vector<std::string> Split(const std::string& text, char separator) {
     std::string part;
     while (std::getline(stream, part, separator)) parts.push_back(part);
     return parts;
+}
+
+// A file in a directory of its own under $TMPDIR (scripts/fuzz points it into the build tree),
+// for the parsers that read files.
+inline std::string ScratchFile(const char* name) {
+    const char* base = std::getenv("TMPDIR");
+    std::string directory = std::string(base != nullptr ? base : "/tmp") + "/fuzz.XXXXXX";
+    return std::string(mkdtemp(directory.data())) + "/" + name;
 }
 
 // The document as the runner reads its JSON files; false for anything else.

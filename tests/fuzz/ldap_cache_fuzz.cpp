@@ -1,16 +1,11 @@
 // The LDAP result cache as the entry checks read it: a file, one or two passes.
-#include <unistd.h>
-
 #include <fstream>
 
 #include "fuzz_input.hpp"
 #include "ldap_cache_reader.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const std::string path = [] {
-        char directory[] = "/tmp/ldap_cache_fuzz.XXXXXX";
-        return std::string(mkdtemp(directory)) + "/LDAP_result_user.json";
-    }();
+    static const std::string path = ScratchFile("LDAP_result_user.json");
     std::ofstream(path, std::ios::trunc | std::ios::binary) << Text(data, size);
     Json::Value list(Json::arrayValue);
     auto sink = [&list](const LDAPEntry& entry, const ResultAttributes& attributes) {

@@ -13,10 +13,7 @@ namespace {
 
 // smb.conf as the checks load it: from a file (its "include" lines name other files).
 KeyValueMap LoadedSettings(const std::string& text) {
-    static const std::string path = [] {
-        char directory[] = "/tmp/tool_output_fuzz.XXXXXX";
-        return std::string(mkdtemp(directory)) + "/smb.conf";
-    }();
+    static const std::string path = ScratchFile("smb.conf");
     std::ofstream(path, std::ios::trunc) << text;
     std::ifstream file(path);
     return FileLoadKeyValues(file);
