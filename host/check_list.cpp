@@ -20,7 +20,9 @@ Json::Value FollowPath(const Json::Value& answer, const Json::Value& path) {
 }
 
 bool IsSource(const Json::Value& source) {
-    if (!source.isObject()) return false;
+    if (!source.isObject() || (source.isMember("from") && !source["from"].isString())) {
+        return false;
+    }
     if (source.isMember("value")) return true;
     if (source.isMember("input")) return source["input"].isString();
     return source["from"].isString() && source["paths"].isArray();
@@ -85,6 +87,10 @@ bool CheckList::Parse(const Json::Value& document, std::string& error) {
     }
     std::set<std::string> ids;
     for (const Json::Value& stageNode : document["stages"]) {
+        if (!stageNode.isObject()) {
+            error = "a stage is an object with \"checks\"";
+            return false;
+        }
         StageSpec stage;
         stage.name = TextMember(stageNode, "stage");
         for (const Json::Value& checkNode : stageNode["checks"]) {
@@ -102,6 +108,10 @@ bool CheckList::Parse(const Json::Value& document, std::string& error) {
 }
 
 bool CheckList::ParseCheck(const Json::Value& node, CheckSpec& check, std::string& error) const {
+    if (!node.isObject()) {
+        error = "a check is an object: " + node.toStyledString();
+        return false;
+    }
     check.id = TextMember(node, "id");
     check.api = TextMember(node, "api");
     check.method = TextMember(node, "method");

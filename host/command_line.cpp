@@ -6,12 +6,15 @@
 #include <cstdlib>
 #include <memory>
 
+#include "secret_input.hpp"
+
 const char CommandLine::kUsage[] =
     "usage: dscheck [--module PATH] [--user NAME] [--remote-ip ADDR] call API METHOD\n"
-    "               [--version N] [--params JSON] [NAME=VALUE ...]\n"
+    "               [--version N] [--params JSON|-] [NAME=VALUE ...]\n"
     "       dscheck [--module PATH] list\n"
     "       dscheck --help\n"
-    "VALUE is taken as JSON when it parses as JSON, else as a string.\n"
+    "VALUE is taken as JSON when it parses as JSON, else as a string. --params - reads the JSON\n"
+    "object from standard input, so secrets need not be on the command line.\n"
     "Exit status of call: 0 success, 1 error answer, 2 usage or dispatch error, 3 the method\n"
     "threw.\n";
 
@@ -108,17 +111,23 @@ bool CommandLine::ParseCall(const std::vector<std::string>& words, size_t next,
             }
         } else if (words[i] == "--params") {
             if (!OptionValue(words, i, value, error)) return false;
-            Json::Value params;
-            if (!ParseJson(value, params) || !params.isObject()) {
-                error = "--params takes a JSON object";
+            bool read = value == "-" ? SecretInput::ReadParams(value, call.params, error)
+                                     : MergeParams(value, call.params);
+            if (!read) {
+                error = "--params takes a JSON object or - (standard input)";
                 return false;
             }
-            for (const std::string& name : params.getMemberNames())
-                call.params[name] = params[name];
         } else if (!ParseNamedValue(words[i], call.params, error)) {
             return false;
         }
     }
+    return true;
+}
+
+bool CommandLine::MergeParams(const std::string& text, Json::Value& values) {
+    Json::Value params;
+    if (!ParseJson(text, params) || !params.isObject()) return false;
+    for (const std::string& name : params.getMemberNames()) values[name] = params[name];
     return true;
 }
 

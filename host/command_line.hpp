@@ -15,6 +15,8 @@ class CommandLine {
     bool Parse(const std::vector<std::string>& words, std::string& error);
     // NAME=VALUE into values[NAME]; VALUE taken as JSON when it parses as JSON, else as text.
     static bool ParseNamedValue(const std::string& word, Json::Value& values, std::string& error);
+    // The members of a JSON object (no duplicate names, nothing after it) merged into values.
+    static bool MergeParams(const std::string& text, Json::Value& values);
 
     Command command = Command::kHelp;
     std::string modulePath;  // empty: the module beside the host

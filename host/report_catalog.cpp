@@ -29,6 +29,36 @@ bool Matches(const Json::Value& when, const Json::Value& params) {
     return true;
 }
 
+bool IsTextOrNull(const Json::Value& value) {
+    return value.isNull() || value.isString();
+}
+
+// node is null or of type, and each of its items is an object that is valid.
+template <typename Valid>
+bool ObjectsIn(const Json::Value& node, Json::ValueType type, Valid valid) {
+    if (!node.isNull() && node.type() != type) return false;
+    for (const Json::Value& item : node) {
+        if (!item.isObject() || !valid(item)) return false;
+    }
+    return true;
+}
+
+bool IsCatalog(const Json::Value& document) {
+    auto validCommand = [](const Json::Value& command) { return IsTextOrNull(command["command"]); };
+    auto validCheck = [&](const Json::Value& check) {
+        return ObjectsIn(check["commands"], Json::arrayValue, validCommand);
+    };
+    auto validRule = [](const Json::Value& rule) {
+        return (rule["effects"].isNull() || rule["effects"].isObject()) &&
+               IsTextOrNull(rule["says"]);
+    };
+    return document.isObject() &&
+           ObjectsIn(document["codes"], Json::objectValue,
+                     [](const Json::Value&) { return true; }) &&
+           ObjectsIn(document["checks"], Json::objectValue, validCheck) &&
+           ObjectsIn(document["root_causes"], Json::arrayValue, validRule);
+}
+
 }  // namespace
 
 bool FillTemplate(const std::string& text, const Json::Value& values, std::string& filled) {
@@ -57,12 +87,23 @@ bool FillTemplate(const std::string& text, const Json::Value& values, std::strin
 bool ReportCatalog::Load(const std::string& path, std::string& error) {
     std::ifstream file(path);
     Json::CharReaderBuilder builder;
+    Json::Value document;
     std::string errors;
-    if (!file || !Json::parseFromStream(builder, file, &document_, &errors) ||
-        !document_.isObject()) {
+    if (!file || !Json::parseFromStream(builder, file, &document, &errors)) {
         error = path + ": " + (file ? errors : "cannot be read");
         return false;
     }
+    if (Set(document, error)) return true;
+    error = path + ": " + error;
+    return false;
+}
+
+bool ReportCatalog::Set(const Json::Value& document, std::string& error) {
+    if (!IsCatalog(document)) {
+        error = "not a report catalog (codes, checks and root_causes of the wrong shape)";
+        return false;
+    }
+    document_ = document;
     return true;
 }
 

@@ -11,7 +11,9 @@
 class ReportCatalog {
   public:
     bool Load(const std::string& path, std::string& error);
-    void Set(const Json::Value& document) { document_ = document; }
+    // Takes document when it has the catalog's shape ("codes" and "checks" objects of objects,
+    // commands and root causes with text); false with a reason otherwise.
+    bool Set(const Json::Value& document, std::string& error);
 
     // {"meaning": ..., "action": ..., optionally "links": {KEY: URL}} of code, or null.
     Json::Value Code(int code) const;

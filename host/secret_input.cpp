@@ -1,16 +1,19 @@
 #include "secret_input.hpp"
 
 #include <fcntl.h>
-#include <json/reader.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include <iostream>
 #include <sstream>
+
+#include "command_line.hpp"
 
 namespace {
 
-// Reads a whole file (or standard input) without following a planted link.
+const size_t kMaxInputSize = 1u << 20;
+
+// Reads a whole file (or standard input) without following a planted link; at most
+// kMaxInputSize bytes, larger input is refused rather than cut.
 bool ReadText(const std::string& path, std::string& text, std::string& error) {
     int fd =
         path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
@@ -20,12 +23,13 @@ bool ReadText(const std::string& path, std::string& text, std::string& error) {
     }
     char buffer[4096];
     ssize_t n;
-    while ((n = read(fd, buffer, sizeof(buffer))) > 0 && text.size() < (1u << 20)) {
+    while ((n = read(fd, buffer, sizeof(buffer))) > 0 && text.size() <= kMaxInputSize) {
         text.append(buffer, static_cast<size_t>(n));
     }
     close(fd);
     if (n < 0) error = "cannot read " + path;
-    return n >= 0;
+    if (text.size() > kMaxInputSize) error = path + " is larger than 1 MiB";
+    return error.empty();
 }
 
 }  // namespace
@@ -37,22 +41,19 @@ bool SecretInput::IsSecret(const std::string& name) {
 bool SecretInput::ReadParams(const std::string& path, Json::Value& inputs, std::string& error) {
     std::string text;
     if (!ReadText(path, text, error)) return false;
-    Json::CharReaderBuilder builder;
-    Json::Value params;
-    std::istringstream stream(text);
-    std::string errors;
-    if (!Json::parseFromStream(builder, stream, &params, &errors) || !params.isObject()) {
-        error = "--params takes a JSON object (" + path + ")";
-        return false;
-    }
-    for (const std::string& name : params.getMemberNames()) inputs[name] = params[name];
-    return true;
+    if (CommandLine::MergeParams(text, inputs)) return true;
+    error = "--params takes a JSON object (" + path + ")";
+    return false;
 }
 
 bool SecretInput::ReadSecretsFile(const std::string& path, Json::Value& inputs,
                                   std::string& error) {
     std::string text;
-    if (!ReadText(path, text, error)) return false;
+    return ReadText(path, text, error) && ParseSecretLines(text, path, inputs, error);
+}
+
+bool SecretInput::ParseSecretLines(const std::string& text, const std::string& source,
+                                   Json::Value& inputs, std::string& error) {
     std::istringstream lines(text);
     std::string line;
     while (std::getline(lines, line)) {
@@ -60,7 +61,7 @@ bool SecretInput::ReadSecretsFile(const std::string& path, Json::Value& inputs,
         if (line.empty() || line[0] == '#') continue;
         size_t separator = line.find('=');
         if (separator == std::string::npos || separator == 0) {
-            error = path + ": lines are NAME=VALUE";
+            error = source + ": lines are NAME=VALUE";
             return false;
         }
         inputs[line.substr(0, separator)] = line.substr(separator + 1);

@@ -124,6 +124,23 @@ TEST(Host, PrintsTheAnswerAndItsExitStatus) {
     }
 }
 
+TEST(Host, ParametersFromStandardInput) {
+    Sandbox::WriteFile("/tmp/params", R"({"errCode": 1034, "level": 1, "data": {"s": "x"}})");
+    HostRun run = RunHost({"call", kDebug, "generate_issue", "--params", "-", "level=0"}, nullptr,
+                          "/tmp/params");
+    EXPECT_EQ(run.exitStatus, 1);
+    Json::Value error = ParseJson(run.output)["error"];
+    EXPECT_EQ(error["code"], 1034);
+    EXPECT_EQ(error["details"]["info"]["s"], "x");
+    EXPECT_EQ(error["details"]["level"], 0);  // the word after --params wins
+    for (const char* input : {"/dev/null", "/tmp/params-bad"}) {
+        Sandbox::WriteFile("/tmp/params-bad", R"({"errCode": 1, "errCode": 2})");
+        run = RunHost({"call", kDebug, "generate_issue", "--params", "-"}, nullptr, input);
+        EXPECT_EQ(run.exitStatus, 2) << input;
+        EXPECT_EQ(run.output, "");
+    }
+}
+
 TEST(Host, UserAddressAndStringsReachTheModuleUntouched) {
     const std::string hostile = "'; rm -rf / #\n$(reboot)`id`\x01\u00e9";
     HostRun run = RunHost({"--user", "carol", "--remote-ip", "198.51.100.3", "call", kProgress,

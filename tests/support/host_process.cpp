@@ -8,7 +8,7 @@
 
 extern char** environ;
 
-HostRun RunHost(std::vector<std::string> args, pid_t* background) {
+HostRun RunHost(std::vector<std::string> args, pid_t* background, const char* input) {
     args.insert(args.begin(), DSCHECK_BINARY_DIR "/dscheck");
     std::vector<char*> argv;
     for (std::string& arg : args) argv.push_back(arg.data());
@@ -22,7 +22,7 @@ HostRun RunHost(std::vector<std::string> args, pid_t* background) {
     } else {
         posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
     }
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 0, input, O_RDONLY, 0);
     pid_t pid = -1;
     EXPECT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
     posix_spawn_file_actions_destroy(&actions);

@@ -11,6 +11,7 @@ struct HostRun {
     std::string output;
 };
 
-// Runs dscheck with args, standard input empty, and collects its standard output. With
-// background, starts it with standard output discarded and gives its PID instead.
-HostRun RunHost(std::vector<std::string> args, pid_t* background = nullptr);
+// Runs dscheck with args, standard input from the file input, and collects its standard output.
+// With background, starts it with standard output discarded and gives its PID instead.
+HostRun RunHost(std::vector<std::string> args, pid_t* background = nullptr,
+                const char* input = "/dev/null");
