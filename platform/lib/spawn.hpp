@@ -10,9 +10,12 @@
 
 namespace platform {
 
+// The exit status of a run stopped at its time limit, as the timeout tool gives it.
+inline constexpr int kTimedOutStatus = 124;
+
 // How a run ended.
 struct RunResult {
-    enum class Kind { kExited, kSignaled, kNotStarted, kTimedOut };
+    enum class Kind { kExited, kSignaled, kNotStarted, kTimedOut, kOutputCapped };
     Kind kind = Kind::kNotStarted;
     int value = 0;  // the exit status (kExited) or the signal number (kSignaled)
 
@@ -22,7 +25,8 @@ struct RunResult {
     int ExitStatus() const { return kind == Kind::kExited ? value : -1; }
     // As a shell tells it: the exit status, 128 + the signal, `other` for the rest.
     int ShellStatus(int other) const;
-    // As waitpid reports it; -1 for a run that did not start or was stopped at its time limit.
+    // As waitpid reports it: a run stopped at its time limit exits with 124 (as under the timeout
+    // tool), one stopped at its output cap was killed; -1 for a run that did not start.
     int WaitStatus() const;
 };
 
@@ -40,11 +44,21 @@ struct Streams {
     Stream err = Stream::kInherit;
 };
 
-// Bounds of a run; zero means no bound.
+// The bounds of every run that names none: kDefaultTimeLimit seconds and kDefaultOutputCap bytes
+// (platform_paths.hpp) unless the process set others.
+int DefaultTimeLimit();
+size_t DefaultOutputCap();
+void SetDefaultLimits(int timeLimit, size_t outputCap);
+
+// Bounds of a run; zero means no bound. The program is killed when its time passes, or when its
+// output exceeds the cap (the run then failed).
 struct Limits {
-    int timeLimit = 0;     // seconds; the program is killed when they pass
-    size_t outputCap = 0;  // bytes of output kept; the rest is read and dropped
+    int timeLimit = DefaultTimeLimit();  // seconds
+    size_t outputCap = DefaultOutputCap();
 };
+
+// The CLOCK_MONOTONIC time in milliseconds at which a time limit in seconds strikes; -1 for none.
+long long DeadlineAfter(int seconds);
 
 // A started program and the caller's ends of its pipes (-1 where there is none).
 class Child {
@@ -56,8 +70,8 @@ class Child {
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
-    // Starts path with argv (argv[0] included). started() is false when it could not start, with
-    // errno telling why.
+    // Starts path with argv (argv[0] included), in a process group of its own so that Kill ends
+    // what it started too. started() is false when it could not start, with errno telling why.
     static Child Start(const char* path, char* const argv[], const Streams& streams);
     static Child Start(const std::string& path, const std::vector<std::string>& argv,
                        const Streams& streams);
@@ -74,7 +88,7 @@ class Child {
     // The same until the CLOCK_MONOTONIC time deadlineMs; a program still running then is
     // killed and the result is kTimedOut.
     RunResult WaitUntil(long long deadlineMs);
-    // Ends a running program (SIGKILL) and reaps it.
+    // Ends a running program and its process group (SIGKILL) and reaps it.
     void Kill();
 
   private:
@@ -86,7 +100,7 @@ class Child {
 };
 
 // Runs argv[0] with input on its stdin and its stdout and stderr collected into output, within
-// the limits.
+// the limits (the defaults when none are given).
 RunResult Run(const std::vector<std::string>& argv, const std::string& input, std::string& output,
               const Limits& limits = {});
 
