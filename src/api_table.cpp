@@ -9,12 +9,15 @@
 #include "domain_service.hpp"
 #include "domain_validation.hpp"
 #include "progress.hpp"
+#include "tool_argument_guard.hpp"
 
 namespace {
 
-// Builds the handler for this request only and runs its one check.
+// Builds the handler for this request only and runs its one check, unless a value meant for a
+// tool would read as an option.
 template <typename Handler, void (Handler::*Check)()>
 void RunCheck(QARN::APIRequest* request, QARN::APIResponse* response) {
+    if (!ToolArgumentGuard::Admits(*request, *response)) return;
     Handler handler(request, response);
     (handler.*Check)();
 }
