@@ -74,18 +74,19 @@ class SpawnActions {
     posix_spawn_file_actions_t actions_;
 };
 
-// A process group of the program's own, and SIGPIPE at its default whatever the host ignores:
-// a tool whose reader went away ends.
+// SIGPIPE at its default whatever the host ignores (a tool whose reader went away ends), and a
+// process group of the program's own when wanted.
 class SpawnAttributes {
   public:
-    SpawnAttributes() {
+    explicit SpawnAttributes(bool ownGroup) {
         posix_spawnattr_init(&attributes_);
         sigset_t defaults;
         sigemptyset(&defaults);
         sigaddset(&defaults, SIGPIPE);
         posix_spawnattr_setsigdefault(&attributes_, &defaults);
         posix_spawnattr_setpgroup(&attributes_, 0);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
+        posix_spawnattr_setflags(&attributes_,
+                                 POSIX_SPAWN_SETSIGDEF | (ownGroup ? POSIX_SPAWN_SETPGROUP : 0));
     }
     ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
     SpawnAttributes(const SpawnAttributes&) = delete;
@@ -153,6 +154,7 @@ Child::Child(Child&& other) noexcept {
 
 Child& Child::operator=(Child&& other) noexcept {
     std::swap(pid_, other.pid_);
+    std::swap(ownGroup_, other.ownGroup_);
     std::swap(in_, other.in_);
     std::swap(out_, other.out_);
     std::swap(err_, other.err_);
@@ -185,7 +187,7 @@ Child Child::Start(const char* path, char* const argv[], const Streams& streams)
     if (streams.err == Stream::kNull) actions.Open(2, O_WRONLY);
     if (streams.err == Stream::kPipe) actions.Dup(err.child, 2);
     if (streams.err == Stream::kJoined) actions.Dup(1, 2);
-    SpawnAttributes attributes;
+    SpawnAttributes attributes(streams.ownGroup);
     pid_t pid = -1;
     int error = posix_spawn(&pid, path, actions.Get(), attributes.Get(), argv, environ);
     if (error != 0) {
@@ -193,6 +195,7 @@ Child Child::Start(const char* path, char* const argv[], const Streams& streams)
         return child;
     }
     child.pid_ = pid;
+    child.ownGroup_ = streams.ownGroup;
     child.in_ = std::exchange(in.parent, -1);
     child.out_ = std::exchange(out.parent, -1);
     child.err_ = std::exchange(err.parent, -1);
@@ -237,17 +240,15 @@ RunResult Child::WaitUntil(long long deadlineMs) {
 }
 
 void Child::Kill() {
-    if (started()) {
-        kill(-pid_, SIGKILL);
-        kill(pid_, SIGKILL);
-    }
+    if (started()) kill(ownGroup_ ? -pid_ : pid_, SIGKILL);
     Wait();
 }
 
 namespace {
 
 // Feeds input to `in` and collects `out` until the program closes its output: kExited then, or
-// the limit that struck first (the deadline, -1 for none, or more output than the cap).
+// the limit that struck first (the deadline, -1 for none, or more output than the cap: the output
+// keeps the first cap bytes).
 RunResult::Kind Exchange(int& in, int& out, const std::string& input, std::string& output,
                          size_t cap, long long deadline) {
     SigPipeGuard guard;
@@ -273,7 +274,10 @@ RunResult::Kind Exchange(int& in, int& out, const std::string& input, std::strin
         ssize_t n = read(out, buffer, sizeof(buffer));
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) break;
-        if (cap != 0 && output.size() + size_t(n) > cap) return RunResult::Kind::kOutputCapped;
+        if (cap != 0 && output.size() + size_t(n) > cap) {
+            output.append(buffer, cap - output.size());
+            return RunResult::Kind::kOutputCapped;
+        }
         output.append(buffer, size_t(n));
     }
     return RunResult::Kind::kExited;

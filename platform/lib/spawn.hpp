@@ -42,6 +42,9 @@ struct Streams {
     Stream in = Stream::kNull;
     Stream out = Stream::kPipe;
     Stream err = Stream::kInherit;
+    // A process group of the program's own, so that Kill ends what it started too; a wrapper
+    // that passes signals on (the net front) keeps its program in its own group instead.
+    bool ownGroup = true;
 };
 
 // The bounds of every run that names none: kDefaultTimeLimit seconds and kDefaultOutputCap bytes
@@ -70,8 +73,8 @@ class Child {
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
-    // Starts path with argv (argv[0] included), in a process group of its own so that Kill ends
-    // what it started too. started() is false when it could not start, with errno telling why.
+    // Starts path with argv (argv[0] included). started() is false when it could not start, with
+    // errno telling why.
     static Child Start(const char* path, char* const argv[], const Streams& streams);
     static Child Start(const std::string& path, const std::vector<std::string>& argv,
                        const Streams& streams);
@@ -88,7 +91,7 @@ class Child {
     // The same until the CLOCK_MONOTONIC time deadlineMs; a program still running then is
     // killed and the result is kTimedOut.
     RunResult WaitUntil(long long deadlineMs);
-    // Ends a running program and its process group (SIGKILL) and reaps it.
+    // Ends a running program (SIGKILL), with its process group when it has its own, and reaps it.
     void Kill();
 
   private:
@@ -96,6 +99,7 @@ class Child {
     void CloseAll();
 
     pid_t pid_ = -1;
+    bool ownGroup_ = false;
     int in_ = -1, out_ = -1, err_ = -1;
 };
 
