@@ -7,9 +7,11 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <json/reader.h>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 #include "api_table.hpp"
@@ -53,7 +55,8 @@ double Now() {
 
 int Call(const Row& row) {
     Json::Value params;
-    Json::Reader().parse(row.params, params);
+    std::istringstream text(row.params);
+    Json::parseFromStream(Json::CharReaderBuilder(), text, &params, nullptr);
     QARN::APIRequest request("api", "method", 1, params, "admin", "127.0.0.1");
     QARN::APIResponse response;
     row.entry(&request, &response);

@@ -2,7 +2,6 @@
 // bounds and is then no clean answer, and files another user planted at the module's /tmp paths
 // are neither followed, nor waited on, nor trusted.
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,8 +20,6 @@
 
 namespace {
 
-const int kTestTimeLimit = 2;
-const size_t kTestOutputCap = 1 << 20;
 const char* const kTools[] = {"/usr/bin/nslookup",
                               "/usr/local/bin/net",
                               "/usr/local/bin/smbclient",
@@ -37,95 +34,82 @@ const char* const kTools[] = {"/usr/bin/nslookup",
 
 class HardeningTest : public testing::Test {
   protected:
-    void SetUp() override { platform::SetDefaultLimits(kTestTimeLimit, kTestOutputCap); }
+    void SetUp() override { platform::SetDefaultLimits(2, 1 << 20); }
 };
 
-// The arguments every fake tool ran with, a line a run.
-std::string ToolRuns() {
+// Every fake tool records its arguments and fails; returns what they recorded so far.
+std::string ToolRuns(bool reset = false) {
     std::string runs;
-    for (const char* tool : kTools) runs += Sandbox::FakeToolArgs(strrchr(tool, '/') + 1);
+    for (const char* tool : kTools) {
+        const char* name = strrchr(tool, '/') + 1;
+        if (reset) Sandbox::WriteFakeTool(tool, "exit 1");
+        if (reset) Sandbox::Remove(std::string("/tmp/") + name + ".args");
+        runs += Sandbox::FakeToolArgs(name);
+    }
     return runs;
 }
 
-void ResetTools() {
-    for (const char* tool : kTools) {
-        Sandbox::WriteFakeTool(tool, "exit 1");
-        Sandbox::Remove(std::string("/tmp/") + (strrchr(tool, '/') + 1) + ".args");
-    }
-}
-
-// A request value that some tool takes as an argument of its own; MARK shows where it went.
-struct ToolValue {
-    const char* name;
-    const char* json;  // "MARK" stands for the marker, with or without a leading "-"
-};
-const ToolValue kToolValues[] = {
+// Request values that tools take as arguments of their own; MARK shows where each went.
+const std::pair<const char*, const char*> kToolValues[] = {
     {"server_address", R"("MARK.ex.test")"},
-    {"dns", R"("MARK")"},
     {"dc_ips", R"("192.0.2.10, MARK")"},
     {"test_ip", R"("MARK")"},
     {"srv", R"({"kerberos": ["MARK."], "ldap": ["MARK."]})"},
     {"srv_target_ip", R"({"kerberos": ["MARK"], "ldap": ["MARK"]})"},
     {"rwdc_fqdn_name", R"("MARK")"},
     {"username", R"("EX\\MARK")"},
-};
+    {"dns", R"("MARK")"}};
 
-Json::Value ValueOf(const ToolValue& value, const std::string& mark) {
-    return ParseJson(std::regex_replace(value.json, std::regex("MARK"), mark));
+bool ToolGotArgument(const std::string& start) {
+    return std::regex_search(ToolRuns(), std::regex("(^| )" + start, std::regex::icase));
 }
 
-// True when some tool got an argument that starts with text.
-bool ToolGotArgument(const std::string& text) {
-    return std::regex_search(ToolRuns(), std::regex("(^| )" + text, std::regex::icase));
-}
-
-QARN::APIResponse CallRow(const QARN::WebAPIEntry& row, const Json::Value& params) {
-    QARN::APIRequest request(row.api, row.method, static_cast<int>(row.version), params, "admin",
-                             "127.0.0.1");
+int CallRow(const QARN::WebAPIEntry& row, const Json::Value& params) {
+    QARN::APIRequest request(row.api, row.method, int(row.version), params, "admin", "127.0.0.1");
     QARN::APIResponse response;
     row.entry(&request, &response);
-    return response;
+    return response.GetErrorCode();
 }
 
 // Every row, every tool value: where the plain value reaches a tool as an argument of its own,
 // the value with a leading "-" is refused with 501 before any tool runs; elsewhere no tool sees
 // it either.
 TEST_F(HardeningTest, NoToolSeesARequestValueAsAnOption) {
-    Sandbox::WriteFile("/etc/samba/smb.conf",
-                       "[global]\nsecurity = ads\nrealm = EX.TEST\nworkgroup = EX\n");
+    SetSecurity("ads", "realm = EX.TEST\nworkgroup = EX\n");
     TcpListener dns("127.0.0.3", 53);
-    Json::Value plain(Json::objectValue);
-    plain["password"] = "pw";
-    plain["server_type"] = "ads";
-    plain["record_type"] = "a";
+    Json::Value plain =
+        ParseJson(R"({"password": "pw", "server_type": "ads", "record_type": "a"})");
     for (size_t i = 0; i < std::size(kToolValues); ++i) {
-        plain[kToolValues[i].name] = ValueOf(kToolValues[i], "plain" + std::to_string(i));
+        std::string value = "plain" + std::to_string(i);
+        plain[kToolValues[i].first] =
+            ParseJson(std::regex_replace(kToolValues[i].second, std::regex("MARK"), value));
     }
     plain["dns"] = "127.0.0.3";  // a DNS server must be an address to get as far as a tool
     int refused = 0;
     for (const QARN::WebAPIEntry* row = GetAPITable(); row->api != nullptr; ++row) {
-        ResetTools();
+        ToolRuns(true);
         CallRow(*row, plain);
         Json::Value hostile = plain;
         for (size_t i = 0; i < std::size(kToolValues); ++i) {
-            const std::string mark = "plain" + std::to_string(i);
-            Json::Value one = plain;
-            one[kToolValues[i].name] = ValueOf(kToolValues[i], "-" + mark);
-            hostile[kToolValues[i].name] = one[kToolValues[i].name];
+            const std::string mark = "plain" + std::to_string(i), name = kToolValues[i].first;
+            hostile[name] = ParseJson(
+                std::regex_replace(kToolValues[i].second, std::regex("MARK"), "-" + mark));
             if (!ToolGotArgument(mark)) continue;
-            ResetTools();
-            EXPECT_EQ(CallRow(*row, one).GetErrorCode(), 501) << row->method << " " << mark;
-            EXPECT_EQ(ToolRuns(), "") << row->method << " " << mark;
+            Json::Value one = plain;
+            one[name] = hostile[name];
+            ToolRuns(true);
+            EXPECT_EQ(CallRow(*row, one), 501) << row->method << " " << name;
+            EXPECT_EQ(ToolRuns(), "") << row->method << " " << name;
             ++refused;
         }
-        ResetTools();
+        ToolRuns(true);
         CallRow(*row, hostile);
         EXPECT_FALSE(ToolGotArgument("-plain")) << row->method << "\n" << ToolRuns();
     }
     EXPECT_GE(refused, 14);
 }
 
-// A tool that never ends (or ends only at its time limit) gives the answer of a failed run.
+// A tool that hangs or floods gives the answer of a failed run, and leaves nothing running.
 struct StuckCase {
     const char* name;
     QARN::APIEntryFunction entry;
@@ -137,14 +121,14 @@ struct StuckCase {
 
 class StuckToolTest : public HardeningTest, public testing::WithParamInterface<StuckCase> {};
 
-int ProcessesRunning(const std::string& text) {
-    int count = 0;
+bool SleepRunning() {
     for (int pid = 2; pid < 32768; ++pid) {
-        std::ifstream cmdline("/proc/" + std::to_string(pid) + "/cmdline");
         std::string line;
-        if (std::getline(cmdline, line) && line.find(text) != std::string::npos) ++count;
+        if (std::getline(std::ifstream("/proc/" + std::to_string(pid) + "/cmdline"), line) &&
+            line.find("sleep") != std::string::npos)
+            return true;
     }
-    return count;
+    return false;
 }
 
 TEST_P(StuckToolTest, EndsAsAFailedRun) {
@@ -153,13 +137,12 @@ TEST_P(StuckToolTest, EndsAsAFailedRun) {
     TcpListener dns("127.0.0.3", 53);
     Sandbox::WriteFakeTool(c.tool, c.body);
     EXPECT_EQ(CallEntry(c.entry, ParseJson(c.params)).GetErrorCode(), c.code);
-    for (int wait = 0; wait < 100 && ProcessesRunning("sleep") > 0; ++wait) usleep(10000);
-    EXPECT_EQ(ProcessesRunning("sleep"), 0);
+    for (int wait = 0; wait < 100 && SleepRunning(); ++wait) usleep(10000);
+    EXPECT_FALSE(SleepRunning());
 }
 
-const char kAddress[] = R"({"server_address": "ex.test", "dns": "127.0.0.3"})";
+const char kAddress[] = R"({"server_address": "ex.test", "dns": "127.0.0.3", "record_type": "a"})";
 const char kTestIP[] = R"({"test_ip": "10.20.0.50"})";
-const char kRecord[] = R"({"server_address": "ex.test", "dns": "127.0.0.3", "record_type": "a"})";
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, StuckToolTest,
@@ -171,57 +154,50 @@ INSTANTIATE_TEST_SUITE_P(
                               "/usr/qarn/sbin/qarnwin", "tr '\\000' x < /dev/zero", 502},
                     StuckCase{"HangingArpingForDuplicates", TestNasIPConflict_v1, "{}",
                               "/sbin/arping", "sleep 600", 502},
-                    StuckCase{"ArpingAtTheTimeoutTool", TestIPConflict_v1, kTestIP, "/sbin/arping",
-                              "sleep 600", 502},
+                    StuckCase{"ArpingUnderTheTimeoutTool", TestIPConflict_v1, kTestIP,
+                              "/sbin/arping", "sleep 600", 502},
                     StuckCase{"FloodingArping", TestIPConflict_v1, kTestIP, "/sbin/arping",
                               "yes 'Unicast reply from 10.20.0.50 [00:00:00:00:00:0'", 502},
-                    StuckCase{"FloodingNslookup", TestDNSRecord_v1, kRecord, "/usr/bin/nslookup",
+                    StuckCase{"FloodingNslookup", TestDNSRecord_v1, kAddress, "/usr/bin/nslookup",
                               "yes 'Address: 192.0.2.1'", 1001}),
     [](const testing::TestParamInfo<StuckCase>& info) { return info.param.name; });
 
-// Files planted at the module's /tmp paths by another user (nobody).
+// Files planted at each /tmp path by another user (nobody).
 const uid_t kNobody = 65534;
 const char kTarget[] = "/etc/hardening_target";
 const char kForged[] = R"({"init_time": 1, "user": [{"uid": "forged", "uidNumber": "1"}]})";
 
-struct Plant {
-    const char* name;
-    std::function<void(const std::string&)> make;
-};
-
-void Owned(const std::string& path, const std::string& content, mode_t mode) {
-    Sandbox::WriteFile(path, content, mode);
-    ASSERT_EQ(chown(path.c_str(), kNobody, kNobody), 0);
-    ASSERT_EQ(chmod(path.c_str(), mode), 0);
+void PlantFile(const std::string& path, mode_t mode) {
+    Sandbox::WriteFile(path, kForged, mode);
+    ASSERT_EQ(chown(path.c_str(), kNobody, kNobody) | chmod(path.c_str(), mode), 0);
 }
 
-const Plant kPlants[] = {
+const std::pair<const char*, std::function<void(const std::string&)>> kPlants[] = {
     {"Symlink",
      [](const std::string& path) {
-         ASSERT_EQ(symlink(kTarget, path.c_str()), 0);
-         ASSERT_EQ(lchown(path.c_str(), kNobody, kNobody), 0);
+         ASSERT_EQ(symlink(kTarget, path.c_str()) | lchown(path.c_str(), kNobody, kNobody), 0);
      }},
     {"HardLink",
      [](const std::string& path) {
-         Owned("/tmp/nobody_file", kForged, 0644);
+         PlantFile("/tmp/nobody_file", 0644);
          ASSERT_EQ(link("/tmp/nobody_file", path.c_str()), 0);
      }},
     {"Fifo",
      [](const std::string& path) {
-         ASSERT_EQ(mkfifo(path.c_str(), 0666), 0);
-         ASSERT_EQ(chown(path.c_str(), kNobody, kNobody), 0);
+         ASSERT_EQ(mkfifo(path.c_str(), 0666) | chown(path.c_str(), kNobody, kNobody), 0);
      }},
-    {"WorldWritable", [](const std::string& path) { Owned(path, kForged, 0666); }},
-    {"Forged", [](const std::string& path) { Owned(path, kForged, 0644); }},
+    {"WorldWritable", [](const std::string& path) { PlantFile(path, 0666); }},
+    {"Forged", [](const std::string& path) { PlantFile(path, 0644); }},
 };
 
-class PlantedFileTest : public HardeningTest, public testing::WithParamInterface<Plant> {
+class PlantedFileTest : public HardeningTest, public testing::WithParamInterface<size_t> {
   protected:
-    void SetUp() override {
-        HardeningTest::SetUp();
+    void Plant(const std::string& path) {
+        Sandbox::Remove("/tmp/nobody_file");
         Sandbox::WriteFile(kTarget, "target\n", 0644);
+        kPlants[GetParam()].second(path);
     }
-    // What the plant pointed at is untouched; the path holds a file of root's with mode.
+    // What the plant pointed at is untouched; the path holds root's file with the mode.
     static void ExpectReplaced(const std::string& path, mode_t mode) {
         EXPECT_EQ(Sandbox::ReadFile(kTarget), "target\n");
         if (Sandbox::Exists("/tmp/nobody_file")) {
@@ -229,36 +205,27 @@ class PlantedFileTest : public HardeningTest, public testing::WithParamInterface
         }
         struct stat status;
         ASSERT_EQ(lstat(path.c_str(), &status), 0);
-        EXPECT_TRUE(S_ISREG(status.st_mode));
+        EXPECT_EQ(status.st_mode, S_IFREG | mode);
         EXPECT_EQ(status.st_uid, 0u);
         EXPECT_EQ(status.st_nlink, 1u);
-        EXPECT_EQ(status.st_mode & 07777, mode);
     }
 };
 
-TEST_P(PlantedFileTest, ProgressFileIsAbsentThenReplaced) {
-    GetParam().make("/tmp/dir_service_check_progress.json");
-    ExpectAnswer(CallEntry(UpdateProgress_v1, ParseJson(R"({"init_time": 1})")), 1113,
-                 Json::Value());
+TEST_P(PlantedFileTest, NeitherFollowedNorTrusted) {
+    Plant("/tmp/dir_service_check_progress.json");
+    EXPECT_EQ(CallEntry(UpdateProgress_v1, ParseJson(R"({"init_time": 1})")).GetErrorCode(), 1113);
     EXPECT_TRUE(CallEntry(StartProgress_v1, ParseJson(R"({"server_type": "ldap"})")).IsSuccess());
     ExpectReplaced("/tmp/dir_service_check_progress.json", 0644);
-}
 
-TEST_P(PlantedFileTest, LDAPCacheIsAbsentThenReplacedPrivately) {
-    const std::string path = "/tmp/LDAP_result_user.json";
-    GetParam().make(path);
-    int entries = 0;
-    EXPECT_FALSE(LDAPCacheReader(path, "user").Read([&](const LDAPEntry&, const ResultAttributes&) {
-        ++entries;
+    const std::string cache = "/tmp/LDAP_result_user.json";
+    Plant(cache);
+    EXPECT_FALSE(LDAPCacheReader(cache, "user").Read([](const LDAPEntry&, const ResultAttributes&) {
+        FAIL();
     }));
-    EXPECT_EQ(entries, 0);
-    LDAPCacheWriter writer(path, "user");
-    EXPECT_TRUE(writer.Commit(ParseJson(R"({"server_type": "openldap"})")));
-    ExpectReplaced(path, 0600);
-}
+    EXPECT_TRUE(LDAPCacheWriter(cache, "user").Commit(ParseJson(R"({"server_type": "openldap"})")));
+    ExpectReplaced(cache, 0600);
 
-// smbclient never writes through what was planted, and a planted file is no policy.
-TEST_P(PlantedFileTest, PolicyTemplateIsOursOnly) {
+    // smbclient never writes through a plant, and a planted file is no policy.
     SetSecurity("ads", "\trealm = example.test\n");
     Sandbox::WriteFile("/etc/krb5.conf", "kept\n");
     Sandbox::WriteFakeTool("/usr/local/bin/net",
@@ -267,10 +234,9 @@ TEST_P(PlantedFileTest, PolicyTemplateIsOursOnly) {
                            "echo NT_STATUS_OBJECT_NAME_NOT_FOUND; exit 1");
     DomainFixture fixture(ParseJson(R"({"dc_ips": "192.0.2.10"})"));
     std::vector<std::string> lines;
-    GetParam().make("/tmp/GptTmpl.inf");
+    Plant("/tmp/GptTmpl.inf");
     EXPECT_EQ(fixture.probe.GetGPO("{ID}", lines), kGPONotFound);
-    EXPECT_TRUE(lines.empty());
-    GetParam().make("/tmp/GptTmpl.inf");
+    Plant("/tmp/GptTmpl.inf");
     Sandbox::WriteFakeTool("/usr/local/bin/smbclient",
                            "printf '\\377\\376x\\000' > /tmp/GptTmpl.inf");
     EXPECT_EQ(fixture.probe.GetGPO("{ID}", lines), kNoError);
@@ -278,7 +244,9 @@ TEST_P(PlantedFileTest, PolicyTemplateIsOursOnly) {
     EXPECT_EQ(Sandbox::ReadFile(kTarget), "target\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(Plants, PlantedFileTest, testing::ValuesIn(kPlants),
-                         [](const testing::TestParamInfo<Plant>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Plants, PlantedFileTest, testing::Range(size_t(0), std::size(kPlants)),
+                         [](const testing::TestParamInfo<size_t>& info) {
+                             return kPlants[info.param].first;
+                         });
 
 }  // namespace
