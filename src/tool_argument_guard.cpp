@@ -1,6 +1,5 @@
 #include "tool_argument_guard.hpp"
 
-#include <cstring>
 #include <initializer_list>
 
 #include "error_code.hpp"
@@ -8,8 +7,6 @@
 #include "util.hpp"
 
 namespace {
-
-const char kFamilyPrefix[] = "QARN.Core.DirectoryServiceCheck.";
 
 // The request values each method hands to a tool as an argument of its own (as the whole value,
 // a comma-separated piece, the user name behind a domain's backslash, or any string inside an
@@ -45,13 +42,9 @@ bool PieceReadsAsOption(std::string piece) {
     return !piece.empty() && piece[0] == '-';
 }
 
-const ToolValues* ToolValuesOf(const QARN::APIRequest& request) {
-    const std::string& api = request.GetAPIName();
-    if (api.compare(0, strlen(kFamilyPrefix), kFamilyPrefix) != 0) return nullptr;
-    const std::string family = api.substr(strlen(kFamilyPrefix));
+const ToolValues* ToolValuesOf(const std::string& family, const std::string& method) {
     for (const ToolValues& values : kToolValues) {
-        if (family == values.family &&
-            (values.method == nullptr || request.GetMethodName() == values.method)) {
+        if (family == values.family && (values.method == nullptr || method == values.method)) {
             return &values;
         }
     }
@@ -78,8 +71,9 @@ bool ToolArgumentGuard::ReadsAsOption(const Json::Value& value) {
     return false;
 }
 
-bool ToolArgumentGuard::Admits(const QARN::APIRequest& request, QARN::APIResponse& response) {
-    const ToolValues* values = ToolValuesOf(request);
+bool ToolArgumentGuard::Admits(const std::string& family, const std::string& method,
+                               const QARN::APIRequest& request, QARN::APIResponse& response) {
+    const ToolValues* values = ToolValuesOf(family, method);
     if (values == nullptr) return true;
     const Json::Value missing;
     for (const char* name : values->parameters) {
