@@ -131,7 +131,7 @@ int main(int argc, char** argv) {
     Sandbox::Enter({DSCHECK_SOURCE_DIR, DSCHECK_BINARY_DIR});
     if (argc > 1) platform::SetDefaultLimits(atoi(argv[1]), platform::DefaultOutputCap());
     NetLab lab;
-    TcpListener dns("127.0.0.3", 53);
+    TcpListener dns("127.0.0.3", 53, TcpListener::Mode::kReset);
     BenchFloods();
     BenchManyRequests();
     BenchStuck();
