@@ -45,6 +45,10 @@ inline constexpr char kProgressFile[] = "/tmp/dir_service_check_progress.json";
 inline constexpr char kLDAPCachePrefix[] = "/tmp/LDAP_result_";
 inline constexpr char kPolicyFile[] = "/tmp/GptTmpl.inf";
 
+// Modes of the files the module writes: the LDAP caches hold NT password hashes.
+inline constexpr unsigned kPublicFileMode = 0644;
+inline constexpr unsigned kSecretFileMode = 0600;
+
 // gethostname buffer of the checks.
 inline constexpr int kHostNameSize = 64;
 

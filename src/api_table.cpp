@@ -9,21 +9,25 @@
 #include "domain_service.hpp"
 #include "domain_validation.hpp"
 #include "progress.hpp"
+#include "tool_argument_guard.hpp"
 
 namespace {
 
-// Builds the handler for this request only and runs its one check.
+// Builds the handler for this request only and runs its one check, unless a value meant for a
+// tool would read as an option.
 template <typename Handler, void (Handler::*Check)()>
-void RunCheck(QARN::APIRequest* request, QARN::APIResponse* response) {
+void RunCheck(const char* family, const char* method, QARN::APIRequest* request,
+              QARN::APIResponse* response) {
+    if (!ToolArgumentGuard::Admits(family, method, *request, *response)) return;
     Handler handler(request, response);
     (handler.*Check)();
 }
 
 }  // namespace
 
-#define DS_HANDLER(family, version, method, entry, Handler, Check)       \
-    void entry(QARN::APIRequest* request, QARN::APIResponse* response) { \
-        RunCheck<Handler, &Handler::Check>(request, response);           \
+#define DS_HANDLER(family, version, method, entry, Handler, Check)               \
+    void entry(QARN::APIRequest* request, QARN::APIResponse* response) {         \
+        RunCheck<Handler, &Handler::Check>(#family, #method, request, response); \
     }
 #define DS_FORWARD(family, version, method, entry, target)               \
     void entry(QARN::APIRequest* request, QARN::APIResponse* response) { \

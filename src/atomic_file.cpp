@@ -10,8 +10,8 @@ const size_t kBufferSize = 1 << 16;
 
 }  // namespace
 
-AtomicFile::AtomicFile(std::string path)
-    : m_path(std::move(path)), m_temporary(m_path + ".XXXXXX") {
+AtomicFile::AtomicFile(std::string path, mode_t mode)
+    : m_path(std::move(path)), m_temporary(m_path + ".XXXXXX"), m_mode(mode) {
     m_fd = mkstemp(m_temporary.data());
     m_buffer.reserve(kBufferSize);
 }
@@ -51,9 +51,7 @@ void AtomicFile::WriteOut(std::string_view data) {
 
 bool AtomicFile::Commit() {
     if (m_fd < 0) return false;
-    struct stat old;
-    const mode_t mode = stat(m_path.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644;
-    bool done = Flush() && fchmod(m_fd, mode) == 0 && fsync(m_fd) == 0;
+    bool done = Flush() && fchmod(m_fd, m_mode) == 0 && fsync(m_fd) == 0;
     done = close(m_fd) == 0 && done;
     m_fd = -1;
     done = done && rename(m_temporary.c_str(), m_path.c_str()) == 0;

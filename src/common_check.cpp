@@ -327,7 +327,8 @@ ErrorCode CommonCheckHandler::CheckIPConflict(const Json::Value& targets, Json::
         const std::vector<std::string> lines =
             ExecuteCmd(kArpingTool, {"-c", "1", "-I", interfaceName, address}, &exitStatus, 1,
                        kQuickToolTimeLimit, "r");
-        if (exitStatus == -1) {
+        // A run stopped at its time limit has seen nothing: it fails like one that did not run.
+        if (exitStatus == -1 || exitStatus == kTimedOutStatus) {
             DS_LOG(LOG_DEBUG, "%s:%d Execute arping failed: %d", exitStatus);
             return kInternalStepFailed;
         }
@@ -349,8 +350,8 @@ bool CommonCheckHandler::ReadHostConflictLine(const std::string& serverAddress, 
     const ssize_t length = getline(&buffer, &capacity, stream);
     if (length > 0) line->assign(buffer, static_cast<size_t>(length));
     free(buffer);
-    QLIBCPclose(stream);
-    if (length > 0) return true;
+    const bool stopped = StoppedAtLimit(QLIBCPclose(stream));
+    if (length > 0 && !stopped) return true;
     DS_LOG(LOG_DEBUG, "%s:%d Fail to get qarnwin output");
     return false;
 }

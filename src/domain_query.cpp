@@ -1,5 +1,7 @@
 // Samba tool runs against the domain controllers: the generic runner, directory searches,
 // SMB connections and the download of the domain's security policy template.
+#include <errno.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -10,8 +12,34 @@
 #include "qarn.h"
 #include "system_paths.hpp"
 #include "tool_output.hpp"
+#include "trusted_file.hpp"
 
 namespace {
+
+// smbclient writes the policy to the fixed path in /tmp, following whatever it finds there. So
+// the path is made ours first: whatever is there is removed (unlink follows no link) and an empty
+// file of our own is created exclusively. The sticky bit of /tmp keeps other users from removing
+// or replacing it, so smbclient truncates and fills that very file: no link planted by another
+// user is written through, whether or not fs.protected_symlinks is set, and no race is left
+// between removing and downloading. A user who plants again between unlink and create only
+// makes the create fail, a few times at most.
+bool ClaimPolicyFile() {
+    const int kAttempts = 3;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        unlink(kPolicyFile);
+        int fd = open(kPolicyFile, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                      kSecretFileMode);
+        if (fd >= 0) return close(fd) == 0;
+        if (errno != EEXIST) return false;
+    }
+    return false;
+}
+
+// A download happened when the claimed file is still ours and no longer empty.
+bool PolicyDownloaded() {
+    TrustedFile policy(kPolicyFile);
+    return policy.IsOpen() && policy.Status().st_size > 0;
+}
 
 // The command for the log, with the password of a "-U user%password" argument masked.
 std::string CommandText(const std::vector<std::string>& argv) {
@@ -191,7 +219,10 @@ bool DomainCore::HostNameOrAnswer(std::string& hostname, ErrorSeverity severity,
 
 ErrorCode DomainCore::GetGPO(const std::string& policyId, std::vector<std::string>& lines) {
     if (!IsJoinedDomain()) return kDomainJoinRequired;
-    unlink(kPolicyFile);
+    if (!ClaimPolicyFile()) {
+        DS_LOG(LOG_ERR, "%s:%d cannot claim %s", kPolicyFile);
+        return kGPOUnreadable;
+    }
     SetDebugLevel(0);
     SetOutputFile("");
     SetAuthMethod(kAuthKrb5);
@@ -206,7 +237,7 @@ ErrorCode DomainCore::GetGPO(const std::string& policyId, std::vector<std::strin
             err = kGPONotFound;
     }
     ErrorCode result = err;
-    if (QLIBCFileExist(kPolicyFile) == 1) {
+    if (PolicyDownloaded()) {
         result = ReadFileUTF16ToUTF8(kPolicyFile, lines) == 0 ? kNoError : kGPOUnreadable;
     }
     unlink(kPolicyFile);

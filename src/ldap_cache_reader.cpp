@@ -1,11 +1,12 @@
 #include "ldap_cache_reader.hpp"
 
-#include <fcntl.h>
 #include <rapidjson/filereadstream.h>
 #include <rapidjson/reader.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "trusted_file.hpp"
 
 namespace {
 
@@ -157,11 +158,7 @@ class CacheHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Cach
 
 LDAPCacheReader::LDAPCacheReader(const std::string& path, std::string category)
     : m_category(std::move(category)) {
-    // Only a regular file: a link is not followed, a pipe not waited on.
-    int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    struct stat status;
-    if (fd >= 0 && fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) m_file = fdopen(fd, "r");
-    if (fd >= 0 && !m_file) close(fd);
+    m_file = TrustedFile(path).ReleaseStream();
 }
 
 LDAPCacheReader::~LDAPCacheReader() {

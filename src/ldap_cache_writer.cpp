@@ -2,8 +2,10 @@
 
 #include <json/writer.h>
 
+#include "system_paths.hpp"
+
 LDAPCacheWriter::LDAPCacheWriter(const std::string& path, std::string category)
-    : m_file(path), m_category(std::move(category)) {}
+    : m_file(path, kSecretFileMode), m_category(std::move(category)) {}
 
 void LDAPCacheWriter::Add(const Json::Value& result, const LDAPEntry& entry) {
     if (m_entries++ == 0) {

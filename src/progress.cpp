@@ -12,6 +12,7 @@
 #include "qarnldap.h"
 #include "system_paths.hpp"
 #include "tool_output.hpp"
+#include "trusted_file.hpp"
 #include "util.hpp"
 
 namespace {
@@ -23,9 +24,9 @@ int Now() {
 }
 
 bool ModificationTime(timespec& modified) {
-    struct stat info;
-    if (stat(kProgressFile, &info) != 0) return false;
-    modified = info.st_mtim;
+    TrustedFile progress(kProgressFile);
+    if (!progress.IsOpen()) return false;
+    modified = progress.Status().st_mtim;
     return true;
 }
 
@@ -49,7 +50,7 @@ ProgressHandler::ProgressHandler(QARN::APIRequest* request, QARN::APIResponse* r
 
 ErrorCode ProgressHandler::CheckCurrentProgress(bool checkOthers) {
     Json::Value record;
-    if (!JsonFromFile(kProgressFile, record) || !record.isObject()) return kNoProgressFile;
+    if (!JsonFromTrustedFile(kProgressFile, record) || !record.isObject()) return kNoProgressFile;
     m_progress = record;
     int fileRun = m_progress.get("init_time", 0).asInt();
     int requestRun = m_request->GetParam("init_time", 0).asInt();

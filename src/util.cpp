@@ -2,6 +2,7 @@
 
 #include <json/reader.h>
 #include <json/writer.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -19,10 +20,11 @@
 #include "log.hpp"
 #include "qlibc.h"
 #include "system_paths.hpp"
+#include "trusted_file.hpp"
 
 namespace {
 
-const int kTimedOut = 124;
+const int kTimedOut = kTimedOutStatus;
 const int kLineBufferSize = 1024;
 const int kInvalidArgument = 0xd00;
 
@@ -107,9 +109,8 @@ int RunCollectingPairs(const std::vector<std::string>& argv, const LineCallback&
 const char kWhitespace[] = " \n\r\t\"";
 const char32_t kByteOrderMark = 0xFEFF;
 
-// The file's UTF-16 little-endian code units; a trailing odd byte is dropped.
-std::u16string ReadUTF16LE(std::istream& input) {
-    std::string bytes((std::istreambuf_iterator<char>(input)), std::istreambuf_iterator<char>());
+// The UTF-16 little-endian code units of bytes; a trailing odd byte is dropped.
+std::u16string UTF16LE(const std::string& bytes) {
     std::u16string units(bytes.size() / 2, u'\0');
     for (size_t i = 0; i < units.size(); ++i) {
         units[i] = static_cast<char16_t>(static_cast<unsigned char>(bytes[2 * i]) |
@@ -234,6 +235,11 @@ bool ExecuteCmdGetKeyValues(const std::vector<std::string>& argv, const LineCall
     return true;
 }
 
+bool StoppedAtLimit(int waitStatus) {
+    return waitStatus != -1 && ((WIFEXITED(waitStatus) && WEXITSTATUS(waitStatus) == kTimedOut) ||
+                                (WIFSIGNALED(waitStatus) && WTERMSIG(waitStatus) == SIGKILL));
+}
+
 void dump_cmd(char const** argv, int argc) {
     std::string text;
     for (int i = 0; i < argc; ++i) {
@@ -274,12 +280,12 @@ std::vector<std::string> SplitString(const std::string& text, char delimiter,
 }
 
 int ReadFileUTF16ToUTF8(std::string path, std::vector<std::string>& lines) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file.is_open()) {
+    std::string bytes;
+    if (!TrustedFile(path).ReadAll(bytes)) {
         DS_LOG(LOG_DEBUG, "%s:%d Cannot open file in UTF-16LE mode");
         return -1;
     }
-    std::u32string text = boost::locale::conv::utf_to_utf<char32_t>(ReadUTF16LE(file));
+    std::u32string text = boost::locale::conv::utf_to_utf<char32_t>(UTF16LE(bytes));
     for (size_t start = 0; start < text.size();) {
         size_t end = std::min(text.find(U'\n', start), text.size() - 1) + 1;
         end = std::min(end, start + kLineBufferSize - 1);
@@ -314,6 +320,15 @@ Json::Value AppendJsonArray(Json::Value result, const Json::Value& array) {
     return result;
 }
 
+bool JsonFromTrustedFile(const std::string& path, Json::Value& value) {
+    std::string text;
+    if (!TrustedFile(path).ReadAll(text)) return false;
+    Json::CharReaderBuilder builder;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    std::string errors;
+    return reader->parse(text.data(), text.data() + text.size(), &value, &errors);
+}
+
 bool JsonFromFile(const std::string& path, Json::Value& value) {
     std::ifstream input(path);
     if (!input.is_open()) return false;
@@ -323,7 +338,7 @@ bool JsonFromFile(const std::string& path, Json::Value& value) {
 }
 
 bool JsonToFile(const Json::Value& value, const std::string& path) {
-    AtomicFile file(path);
+    AtomicFile file(path, kPublicFileMode);
     file.Write(value.toStyledString());
     return file.Commit();
 }

@@ -31,6 +31,11 @@ bool ExecuteCmdGetMaps(const std::vector<std::string>& argv, const LineCallback&
 bool ExecuteCmdGetKeyValues(const std::vector<std::string>& argv, const LineCallback& filter,
                             const std::string& key, std::vector<std::string>& values,
                             int* exitStatus, int attempts, int timeLimit);
+// Exit status of a run stopped at its time limit (by the timeout tool or the platform).
+inline constexpr int kTimedOutStatus = 124;
+// True when a tool's wait status tells that a limit stopped it: exit status 124 (its time) or a
+// kill (its output cap). Its output is then no answer.
+bool StoppedAtLimit(int waitStatus);
 // Logs a command line at error priority.
 void dump_cmd(char const** argv, int argc);
 
@@ -40,7 +45,7 @@ std::string& ToLower(std::string& text);
 void StripWhitespaces(std::string& text);
 std::vector<std::string> SplitString(const std::string& text, char delimiter,
                                      const std::function<bool(std::string&)>& filter);
-// 0 on success, -1 when the file cannot be opened.
+// 0 on success, -1 when the file cannot be opened or is not trusted (trusted_file.hpp).
 int ReadFileUTF16ToUTF8(std::string path, std::vector<std::string>& lines);
 // "key = value" lines of all sections; "include = PATH" loads PATH in place.
 KeyValueMap FileLoadKeyValues(std::ifstream& input);
@@ -55,6 +60,8 @@ Json::Value ConcatJsonArray(const Json::Value& first, const Arrays&... arrays) {
     return result;
 }
 
-// JSON files: whole-file read; write replaces the file atomically. True on success.
+// JSON files: whole-file read; write replaces the file atomically, mode 0644. True on success.
 bool JsonFromFile(const std::string& path, Json::Value& value);
+// The same for a file in /tmp: one that is not trusted (trusted_file.hpp) reads as absent.
+bool JsonFromTrustedFile(const std::string& path, Json::Value& value);
 bool JsonToFile(const Json::Value& value, const std::string& path);

@@ -4,6 +4,8 @@
 
 #include <sys/stat.h>
 
+#include <cstddef>
+
 namespace platform {
 
 // Tools the platform runs.
@@ -25,6 +27,11 @@ inline constexpr char kRouteTable[] = "/proc/net/route";
 inline constexpr char kInterfaceDirectory[] = "/sys/class/net/";
 inline constexpr char kLockDirectory[] = "/run/lock";
 inline constexpr char kNullDevice[] = "/dev/null";
+
+// Bounds of a tool run that names none: above the longest limit a caller gives its tools (30 s
+// under the timeout tool), so they only stop tools that would run forever or flood.
+inline constexpr int kDefaultTimeLimit = 60;                  // seconds
+inline constexpr size_t kDefaultOutputCap = 4 * 1024 * 1024;  // bytes
 
 // The platform's private directory (root only), with its parents.
 inline void MakePrivateDirectory() {

@@ -1,12 +1,17 @@
-// The QLIBC process calls: thin adapters over the platform's spawn primitive (spawn.hpp).
+// The QLIBC process calls: thin adapters over the platform's spawn primitive (spawn.hpp). Every
+// run is bounded by the default limits: QLIBCExec and QLIBCExecl in time (a run stopped at its
+// limit returns -1), QLIBCPopen and QLIBCPopenv in time and output (the stream ends where a limit
+// strikes, and QLIBCPclose reports exit status 124 for the time limit, a kill for the cap).
 #include <stdarg.h>
 #include <string.h>
 #include <unistd.h>
 
+#include <memory>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
 
+#include "output_reader.hpp"
 #include "platform_error.hpp"
 #include "qlibc.h"
 #include "spawn.hpp"
@@ -14,7 +19,11 @@
 namespace {
 
 std::mutex gChildrenMutex;
-std::unordered_map<FILE*, platform::Child> gChildren;
+std::unordered_map<FILE*, std::unique_ptr<platform::OutputReader>> gChildren;
+
+ssize_t ReadOutput(void* reader, char* buffer, size_t size) {
+    return static_cast<platform::OutputReader*>(reader)->Read(buffer, size);
+}
 
 // Collects a null-terminated variadic argument list behind argv0.
 std::vector<char*> CollectArguments(const char* argv0, va_list arguments) {
@@ -32,7 +41,7 @@ int RunQuietly(const char* path, char* const argv[], platform::Stream err) {
         PLATFORM_FAIL(platform::kSpawnFailed);
         return -1;
     }
-    return child.Wait().ExitStatus();
+    return child.WaitUntil(platform::DeadlineAfter(platform::DefaultTimeLimit())).ExitStatus();
 }
 
 }  // namespace
@@ -50,14 +59,11 @@ extern "C" FILE* QLIBCPopenv(const char* path, const char* mode, char* const arg
         PLATFORM_FAIL(platform::kSpawnFailed);
         return nullptr;
     }
-    int out = child.TakeOut();
-    FILE* stream = fdopen(out, "r");
-    if (stream == nullptr) {
-        close(out);
-        return nullptr;
-    }
+    auto reader = std::make_unique<platform::OutputReader>(std::move(child), platform::Limits{});
+    FILE* stream = fopencookie(reader.get(), "r", {ReadOutput, nullptr, nullptr, nullptr});
+    if (stream == nullptr) return nullptr;
     std::lock_guard<std::mutex> lock(gChildrenMutex);
-    gChildren.emplace(stream, std::move(child));
+    gChildren.emplace(stream, std::move(reader));
     return stream;
 }
 
@@ -70,16 +76,16 @@ extern "C" FILE* QLIBCPopen(const char* path, const char* mode, ...) {
 }
 
 extern "C" int QLIBCPclose(FILE* stream) {
-    platform::Child child;
+    std::unique_ptr<platform::OutputReader> reader;
     {
         std::lock_guard<std::mutex> lock(gChildrenMutex);
         auto found = gChildren.find(stream);
         if (found == gChildren.end()) return -1;
-        child = std::move(found->second);
+        reader = std::move(found->second);
         gChildren.erase(found);
     }
     fclose(stream);
-    return child.Wait().WaitStatus();
+    return reader->Finish().WaitStatus();
 }
 
 extern "C" int QLIBCExec(const char* path, const char* a1, const char* a2, const char* a3,

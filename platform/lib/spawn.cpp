@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 #include "sig_pipe_guard.hpp"
@@ -42,12 +43,19 @@ int RunResult::WaitStatus() const {
             return W_EXITCODE(value, 0);
         case Kind::kSignaled:
             return value;
+        case Kind::kTimedOut:
+            return W_EXITCODE(kTimedOutStatus, 0);
+        case Kind::kOutputCapped:
+            return SIGKILL;
         default:
             return -1;
     }
 }
 
 namespace {
+
+std::atomic<int> gDefaultTimeLimit{kDefaultTimeLimit};
+std::atomic<size_t> gDefaultOutputCap{kDefaultOutputCap};
 
 class SpawnActions {
   public:
@@ -64,6 +72,29 @@ class SpawnActions {
 
   private:
     posix_spawn_file_actions_t actions_;
+};
+
+// SIGPIPE at its default whatever the host ignores (a tool whose reader went away ends), and a
+// process group of the program's own when wanted.
+class SpawnAttributes {
+  public:
+    explicit SpawnAttributes(bool ownGroup) {
+        posix_spawnattr_init(&attributes_);
+        sigset_t defaults;
+        sigemptyset(&defaults);
+        sigaddset(&defaults, SIGPIPE);
+        posix_spawnattr_setsigdefault(&attributes_, &defaults);
+        posix_spawnattr_setpgroup(&attributes_, 0);
+        posix_spawnattr_setflags(&attributes_,
+                                 POSIX_SPAWN_SETSIGDEF | (ownGroup ? POSIX_SPAWN_SETPGROUP : 0));
+    }
+    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
+    SpawnAttributes(const SpawnAttributes&) = delete;
+    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+    const posix_spawnattr_t* Get() const { return &attributes_; }
+
+  private:
+    posix_spawnattr_t attributes_;
 };
 
 long long NowMs() {
@@ -95,6 +126,23 @@ struct Pipe {
 
 }  // namespace
 
+int DefaultTimeLimit() {
+    return gDefaultTimeLimit;
+}
+
+size_t DefaultOutputCap() {
+    return gDefaultOutputCap;
+}
+
+void SetDefaultLimits(int timeLimit, size_t outputCap) {
+    gDefaultTimeLimit = timeLimit;
+    gDefaultOutputCap = outputCap;
+}
+
+long long DeadlineAfter(int seconds) {
+    return seconds > 0 ? NowMs() + seconds * 1000LL : -1;
+}
+
 Child::~Child() {
     CloseAll();
     if (started()) Wait();
@@ -106,6 +154,7 @@ Child::Child(Child&& other) noexcept {
 
 Child& Child::operator=(Child&& other) noexcept {
     std::swap(pid_, other.pid_);
+    std::swap(ownGroup_, other.ownGroup_);
     std::swap(in_, other.in_);
     std::swap(out_, other.out_);
     std::swap(err_, other.err_);
@@ -138,13 +187,15 @@ Child Child::Start(const char* path, char* const argv[], const Streams& streams)
     if (streams.err == Stream::kNull) actions.Open(2, O_WRONLY);
     if (streams.err == Stream::kPipe) actions.Dup(err.child, 2);
     if (streams.err == Stream::kJoined) actions.Dup(1, 2);
+    SpawnAttributes attributes(streams.ownGroup);
     pid_t pid = -1;
-    int error = posix_spawn(&pid, path, actions.Get(), nullptr, argv, environ);
+    int error = posix_spawn(&pid, path, actions.Get(), attributes.Get(), argv, environ);
     if (error != 0) {
         errno = error;
         return child;
     }
     child.pid_ = pid;
+    child.ownGroup_ = streams.ownGroup;
     child.in_ = std::exchange(in.parent, -1);
     child.out_ = std::exchange(out.parent, -1);
     child.err_ = std::exchange(err.parent, -1);
@@ -189,16 +240,17 @@ RunResult Child::WaitUntil(long long deadlineMs) {
 }
 
 void Child::Kill() {
-    if (started()) kill(pid_, SIGKILL);
+    if (started()) kill(ownGroup_ ? -pid_ : pid_, SIGKILL);
     Wait();
 }
 
 namespace {
 
-// Feeds input to `in` and collects `out` until the program closes its output, or the deadline
-// (-1: none) passes. False when it passed.
-bool Exchange(int& in, int& out, const std::string& input, std::string& output, size_t cap,
-              long long deadline) {
+// Feeds input to `in` and collects `out` until the program closes its output: kExited then, or
+// the limit that struck first (the deadline, -1 for none, or more output than the cap: the output
+// keeps the first cap bytes).
+RunResult::Kind Exchange(int& in, int& out, const std::string& input, std::string& output,
+                         size_t cap, long long deadline) {
     SigPipeGuard guard;
     if (in >= 0) fcntl(in, F_SETFL, O_NONBLOCK);
     size_t written = 0;
@@ -209,7 +261,7 @@ bool Exchange(int& in, int& out, const std::string& input, std::string& output, 
         int ready = poll(fds, in >= 0 ? 2 : 1, wait);
         if (ready < 0 && errno == EINTR) continue;
         if (ready < 0) break;
-        if (ready == 0) return false;
+        if (ready == 0) return RunResult::Kind::kTimedOut;
         if (in >= 0 && fds[1].revents != 0) {
             ssize_t n = write(in, input.data() + written, input.size() - written);
             if (n > 0) written += static_cast<size_t>(n);
@@ -222,11 +274,13 @@ bool Exchange(int& in, int& out, const std::string& input, std::string& output, 
         ssize_t n = read(out, buffer, sizeof(buffer));
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) break;
-        size_t keep =
-            cap == 0 ? size_t(n) : std::min(size_t(n), cap - std::min(cap, output.size()));
-        output.append(buffer, keep);
+        if (cap != 0 && output.size() + size_t(n) > cap) {
+            output.append(buffer, cap - output.size());
+            return RunResult::Kind::kOutputCapped;
+        }
+        output.append(buffer, size_t(n));
     }
-    return true;
+    return RunResult::Kind::kExited;
 }
 
 }  // namespace
@@ -237,13 +291,13 @@ RunResult Run(const std::vector<std::string>& argv, const std::string& input, st
     Child child = Child::Start(argv[0], argv, {Stream::kPipe, Stream::kPipe, Stream::kJoined});
     if (!child.started()) return {};
     int in = child.TakeIn(), out = child.TakeOut();
-    long long deadline = limits.timeLimit > 0 ? NowMs() + limits.timeLimit * 1000LL : -1;
-    bool inTime = Exchange(in, out, input, output, limits.outputCap, deadline);
+    long long deadline = DeadlineAfter(limits.timeLimit);
+    RunResult::Kind end = Exchange(in, out, input, output, limits.outputCap, deadline);
     CloseFd(in);
     CloseFd(out);
-    if (!inTime) {
+    if (end != RunResult::Kind::kExited) {
         child.Kill();
-        return {RunResult::Kind::kTimedOut, 0};
+        return {end, 0};
     }
     return deadline < 0 ? child.Wait() : child.WaitUntil(deadline);
 }

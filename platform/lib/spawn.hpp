@@ -10,9 +10,12 @@
 
 namespace platform {
 
+// The exit status of a run stopped at its time limit, as the timeout tool gives it.
+inline constexpr int kTimedOutStatus = 124;
+
 // How a run ended.
 struct RunResult {
-    enum class Kind { kExited, kSignaled, kNotStarted, kTimedOut };
+    enum class Kind { kExited, kSignaled, kNotStarted, kTimedOut, kOutputCapped };
     Kind kind = Kind::kNotStarted;
     int value = 0;  // the exit status (kExited) or the signal number (kSignaled)
 
@@ -22,7 +25,8 @@ struct RunResult {
     int ExitStatus() const { return kind == Kind::kExited ? value : -1; }
     // As a shell tells it: the exit status, 128 + the signal, `other` for the rest.
     int ShellStatus(int other) const;
-    // As waitpid reports it; -1 for a run that did not start or was stopped at its time limit.
+    // As waitpid reports it: a run stopped at its time limit exits with 124 (as under the timeout
+    // tool), one stopped at its output cap was killed; -1 for a run that did not start.
     int WaitStatus() const;
 };
 
@@ -38,13 +42,26 @@ struct Streams {
     Stream in = Stream::kNull;
     Stream out = Stream::kPipe;
     Stream err = Stream::kInherit;
+    // A process group of the program's own, so that Kill ends what it started too; a wrapper
+    // that passes signals on (the net front) keeps its program in its own group instead.
+    bool ownGroup = true;
 };
 
-// Bounds of a run; zero means no bound.
+// The bounds of every run that names none: kDefaultTimeLimit seconds and kDefaultOutputCap bytes
+// (platform_paths.hpp) unless the process set others.
+int DefaultTimeLimit();
+size_t DefaultOutputCap();
+void SetDefaultLimits(int timeLimit, size_t outputCap);
+
+// Bounds of a run; zero means no bound. The program is killed when its time passes, or when its
+// output exceeds the cap (the run then failed).
 struct Limits {
-    int timeLimit = 0;     // seconds; the program is killed when they pass
-    size_t outputCap = 0;  // bytes of output kept; the rest is read and dropped
+    int timeLimit = DefaultTimeLimit();  // seconds
+    size_t outputCap = DefaultOutputCap();
 };
+
+// The CLOCK_MONOTONIC time in milliseconds at which a time limit in seconds strikes; -1 for none.
+long long DeadlineAfter(int seconds);
 
 // A started program and the caller's ends of its pipes (-1 where there is none).
 class Child {
@@ -74,7 +91,7 @@ class Child {
     // The same until the CLOCK_MONOTONIC time deadlineMs; a program still running then is
     // killed and the result is kTimedOut.
     RunResult WaitUntil(long long deadlineMs);
-    // Ends a running program (SIGKILL) and reaps it.
+    // Ends a running program (SIGKILL), with its process group when it has its own, and reaps it.
     void Kill();
 
   private:
@@ -82,11 +99,12 @@ class Child {
     void CloseAll();
 
     pid_t pid_ = -1;
+    bool ownGroup_ = false;
     int in_ = -1, out_ = -1, err_ = -1;
 };
 
 // Runs argv[0] with input on its stdin and its stdout and stderr collected into output, within
-// the limits.
+// the limits (the defaults when none are given).
 RunResult Run(const std::vector<std::string>& argv, const std::string& input, std::string& output,
               const Limits& limits = {});
 

@@ -73,7 +73,7 @@ TEST(Spawn, EveryEndAndBound) {
         int value;
         const char* output;
     } cases[] = {{"ab\n", {}, Kind::kExited, 4, "abab\n"},
-                 {"ab\n", {0, 3}, Kind::kExited, 4, "aba"},
+                 {"ab\n", {0, 3}, Kind::kOutputCapped, 0, "aba"},
                  {"kill\n", {}, Kind::kSignaled, 9, "killkill\n"},
                  {"sleep\n", {1, 0}, Kind::kTimedOut, 0, "sleepsleep\n"},
                  {"quiet\n", {1, 0}, Kind::kTimedOut, 0, "quietquiet\n"}};

@@ -58,10 +58,10 @@ void ReportCannotRun() {
 
 // Starts `args` with stdout (and stderr when `withErrors`) on pipes; signals reach it.
 platform::Child Start(const std::vector<std::string>& args, bool withErrors) {
-    platform::Child child =
-        platform::Child::Start(netfront::kSystemNet, args,
-                               {platform::Stream::kInherit, platform::Stream::kPipe,
-                                withErrors ? platform::Stream::kPipe : platform::Stream::kInherit});
+    platform::Child child = platform::Child::Start(
+        netfront::kSystemNet, args,
+        {platform::Stream::kInherit, platform::Stream::kPipe,
+         withErrors ? platform::Stream::kPipe : platform::Stream::kInherit, false});
     if (child.started()) gChild = child.pid();
     return child;
 }
