@@ -116,7 +116,7 @@ bool CheckList::ParseCheck(const Json::Value& node, CheckSpec& check, std::strin
     check.api = TextMember(node, "api");
     check.method = TextMember(node, "method");
     if (check.id.empty() || check.api.empty() || check.method.empty() ||
-        !node.get("version", 1).isIntegral()) {
+        !node.get("version", 1).isInt()) {
         error =
             "a check needs an id, an api, a method and a whole version: " + node.toStyledString();
         return false;
