@@ -24,9 +24,14 @@
 
 namespace {
 
-const int kTimedOut = kTimedOutStatus;
 const int kLineBufferSize = 1024;
 const int kInvalidArgument = 0xd00;
+
+bool JsonFromStream(std::istream& input, Json::Value& value) {
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    return Json::parseFromStream(builder, input, &value, &errors);
+}
 
 // Exit status of a wait status; a run ended by a signal reads as 128 + the signal, as in shells.
 int ExitStatusOf(int waitStatus) {
@@ -57,7 +62,7 @@ std::vector<char*> ArgumentArray(std::vector<std::string>& line) {
 // One run with the fixed line buffer; the exit status, 124 when the program cannot start.
 int RunOnce(std::vector<char*>& array, const LineCallback& callback) {
     FILE* output = QLIBCPopenv(array[0], "rB", array.data());
-    if (output == nullptr) return kTimedOut;
+    if (output == nullptr) return kTimedOutStatus;
     char buffer[kLineBufferSize];
     while (fgets(buffer, sizeof(buffer), output) != nullptr) {
         if (callback && callback(buffer)) break;
@@ -91,7 +96,7 @@ int RunCollectingPairs(const std::vector<std::string>& argv, const LineCallback&
                        int attempts, int timeLimit,
                        const std::function<void(const std::string&, const std::string&)>& onPair,
                        const std::function<void()>& reset) {
-    int status = kTimedOut;
+    int status = kTimedOutStatus;
     LineCallback parser = [&](std::string line) {
         std::string key, value;
         if (ParseKeyValueLine(std::move(line), filter, key, value)) onPair(key, value);
@@ -101,7 +106,7 @@ int RunCollectingPairs(const std::vector<std::string>& argv, const LineCallback&
         if (attempt > 0) reset();
         status = -1;
         ExecuteCmd(argv, parser, &status, 1, timeLimit);
-        if (status != kTimedOut) break;
+        if (status != kTimedOutStatus) break;
     }
     return status;
 }
@@ -168,10 +173,10 @@ bool ExecuteCmd(const std::vector<std::string>& argv, const LineCallback& callba
     }
     std::vector<std::string> line = CommandLine(argv, timeLimit > 0, timeLimit);
     std::vector<char*> array = ArgumentArray(line);
-    int status = kTimedOut;
+    int status = kTimedOutStatus;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         status = RunOnce(array, callback);
-        if (status != kTimedOut) break;
+        if (status != kTimedOutStatus) break;
     }
     if (exitStatus != nullptr) *exitStatus = status;
     return status == 0;
@@ -236,8 +241,9 @@ bool ExecuteCmdGetKeyValues(const std::vector<std::string>& argv, const LineCall
 }
 
 bool StoppedAtLimit(int waitStatus) {
-    return waitStatus != -1 && ((WIFEXITED(waitStatus) && WEXITSTATUS(waitStatus) == kTimedOut) ||
-                                (WIFSIGNALED(waitStatus) && WTERMSIG(waitStatus) == SIGKILL));
+    return waitStatus != -1 &&
+           ((WIFEXITED(waitStatus) && WEXITSTATUS(waitStatus) == kTimedOutStatus) ||
+            (WIFSIGNALED(waitStatus) && WTERMSIG(waitStatus) == SIGKILL));
 }
 
 void dump_cmd(char const** argv, int argc) {
@@ -323,18 +329,13 @@ Json::Value AppendJsonArray(Json::Value result, const Json::Value& array) {
 bool JsonFromTrustedFile(const std::string& path, Json::Value& value) {
     std::string text;
     if (!TrustedFile(path).ReadAll(text)) return false;
-    Json::CharReaderBuilder builder;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    std::string errors;
-    return reader->parse(text.data(), text.data() + text.size(), &value, &errors);
+    std::istringstream input(text);
+    return JsonFromStream(input, value);
 }
 
 bool JsonFromFile(const std::string& path, Json::Value& value) {
     std::ifstream input(path);
-    if (!input.is_open()) return false;
-    Json::CharReaderBuilder builder;
-    std::string errors;
-    return Json::parseFromStream(builder, input, &value, &errors);
+    return input.is_open() && JsonFromStream(input, value);
 }
 
 bool JsonToFile(const Json::Value& value, const std::string& path) {
