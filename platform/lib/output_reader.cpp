@@ -2,26 +2,11 @@
 
 #include <errno.h>
 #include <poll.h>
-#include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <utility>
 
 namespace platform {
-
-namespace {
-
-// Milliseconds until the deadline for poll: -1 for none, 0 once it passed.
-int PollWait(long long deadline) {
-    if (deadline < 0) return -1;
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    long long left = deadline - (now.tv_sec * 1000LL + now.tv_nsec / 1000000);
-    return static_cast<int>(std::max(0LL, left));
-}
-
-}  // namespace
 
 OutputReader::OutputReader(Child child, const Limits& limits)
     : child_(std::move(child)),

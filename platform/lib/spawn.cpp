@@ -143,6 +143,10 @@ long long DeadlineAfter(int seconds) {
     return seconds > 0 ? NowMs() + seconds * 1000LL : -1;
 }
 
+int PollWait(long long deadline) {
+    return deadline < 0 ? -1 : static_cast<int>(std::max(0LL, deadline - NowMs()));
+}
+
 Child::~Child() {
     CloseAll();
     if (started()) Wait();
@@ -257,7 +261,7 @@ RunResult::Kind Exchange(int& in, int& out, const std::string& input, std::strin
     if (input.empty()) CloseFd(in);
     while (out >= 0) {
         struct pollfd fds[2] = {{out, POLLIN, 0}, {in, POLLOUT, 0}};
-        int wait = deadline < 0 ? -1 : static_cast<int>(std::max(0LL, deadline - NowMs()));
+        int wait = PollWait(deadline);
         int ready = poll(fds, in >= 0 ? 2 : 1, wait);
         if (ready < 0 && errno == EINTR) continue;
         if (ready < 0) break;

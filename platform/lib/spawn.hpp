@@ -62,6 +62,8 @@ struct Limits {
 
 // The CLOCK_MONOTONIC time in milliseconds at which a time limit in seconds strikes; -1 for none.
 long long DeadlineAfter(int seconds);
+// Milliseconds left until deadline, as poll takes them: -1 for none, 0 once it passed.
+int PollWait(long long deadline);
 
 // A started program and the caller's ends of its pipes (-1 where there is none).
 class Child {
