@@ -181,21 +181,28 @@ bool RunManager::Recheck(const std::string& id, const std::string& check,
         return false;
     }
     if (!catalog.Load(setup_.dataDirectory + "/report_catalog.json", error)) return false;
+    CheckSpec spec;
+    spec.id = check;
+    spec.api = (*found)["api"].asString();
+    spec.method = (*found)["method"].asString();
+    spec.version = (*found)["version"].asInt();
+    spec.perController = found->isMember("tried");
     CallRequest request = caller;
-    request.api = (*found)["api"].asString();
-    request.method = (*found)["method"].asString();
-    request.version = (*found)["version"].asInt();
+    request.api = spec.api;
+    request.method = spec.method;
+    request.version = spec.version;
     request.params = UnmaskedParams((*found)["params"], secrets);
     auto start = std::chrono::steady_clock::now();
     CallResult result = dispatcher_.Call(request);
-    Json::Value record(Json::objectValue);
-    for (const char* key : {"id", "stage", "api", "method", "version"}) record[key] = (*found)[key];
-    record["per_controller"] = found->isMember("tried");
-    record["outcome"] = result.reply.isNull() ? "unavailable" : "answered";
-    record["params"] = ReportBuilder::MaskSecrets(request.params);
-    record["reply"] = result.reply;
-    record["seconds"] =
+    CheckRecord record;
+    record.spec = &spec;
+    record.stage = (*found)["stage"].asString();
+    record.outcome = result.reply.isNull() ? CheckRecord::Outcome::kUnavailable
+                                           : CheckRecord::Outcome::kAnswered;
+    record.params = request.params;
+    record.reply = result.reply;
+    record.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    entry = ReportBuilder(catalog).CheckEntry(record);
+    entry = ReportBuilder(catalog).CheckEntry(ReportBuilder::RecordJson(record));
     return true;
 }
