@@ -3,14 +3,15 @@
 // joins it, then runs the suites named Joined*.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "api_table.hpp"
 #include "call.hpp"
 #include "domain_probe.hpp"
-#include "testbed_env.hpp"
+#include "e2e_testbed.hpp"
 
 namespace {
 
-using Strings = std::vector<std::string>;
 const Testbed kBed;
 
 Json::Value Params(std::initializer_list<std::pair<const char*, Json::Value>> members) {
@@ -19,73 +20,61 @@ Json::Value Params(std::initializer_list<std::pair<const char*, Json::Value>> me
     return params;
 }
 
-Json::Value User(const std::string& name, const std::string& password) {
-    return Params({{"server_address", kBed.dnsDomain},
-                   {"dc_ips", kBed.dc1},
-                   {"username", name},
-                   {"password", password}});
-}
-
-TEST(BeforeJoin, ServerAddressByAddressAndByName) {
-    Json::Value expected = Params({{"server_address", kBed.realm}, {"check_address_fail", false}});
-    for (const std::string& address : {kBed.dc1, "dc1." + kBed.dnsDomain}) {
-        QARN::APIResponse response = CallEntry(
-            CheckServerAddress_v1, Params({{"server_address", address}, {"server_type", "ad"}}));
-        ASSERT_TRUE(response.IsSuccess()) << address << response.ToJson().toStyledString();
-        EXPECT_EQ(response.GetData(), expected);
-    }
-}
-
 Json::Value TestIPs(const std::vector<std::string>& addresses) {
     Json::Value result;
     for (const std::string& address : addresses) result["test_ip"].append(address);
     return result;
 }
 
+void ExpectSuccess(const QARN::APIResponse& response, const Json::Value& data) {
+    EXPECT_TRUE(response.IsSuccess()) << response.ToJson();
+    EXPECT_EQ(response.GetData(), data);
+}
+
+TEST(BeforeJoin, ServerAddressByAddressAndByName) {
+    for (const std::string& address : {kBed.dc1, "dc1." + kBed.dnsDomain}) {
+        ExpectSuccess(CallEntry(CheckServerAddress_v1,
+                                Params({{"server_address", address}, {"server_type", "ad"}})),
+                      Params({{"server_address", kBed.realm}, {"check_address_fail", false}}));
+    }
+}
+
 TEST(BeforeJoin, TestIPsFromEverySource) {
-    Json::Value srvTargets;
-    srvTargets["ldap"].append(kBed.dc1);
     // DNS holds the SRV records of every controller, the stopped one too.
     std::vector<std::string> registered = {kBed.dc1};
     if (!kBed.dc2.empty()) registered.push_back(kBed.dc2);
-    const std::vector<std::pair<Json::Value, Json::Value>> cases = {
-        {Params({{"dc_ips", kBed.dc1}}), TestIPs({kBed.dc1})},
-        {Params({{"srv_target_ip", srvTargets}}), TestIPs({kBed.dc1})},
-        {Params({{"server_address", kBed.dnsDomain}}), TestIPs(registered)},
-    };
-    for (const auto& [params, expected] : cases) {
-        QARN::APIResponse response = CallEntry(PrepareTestIP_v1, params);
-        ASSERT_TRUE(response.IsSuccess()) << params << response.ToJson();
-        EXPECT_EQ(response.GetData(), expected) << params;
+    for (const auto& [params, expected] : std::vector<std::pair<Json::Value, Json::Value>>{
+             {Params({{"dc_ips", kBed.dc1}}), TestIPs({kBed.dc1})},
+             {Params({{"srv_target_ip", ParseJson(R"({"ldap": [")" + kBed.dc1 + "\"]}")}}),
+              TestIPs({kBed.dc1})},
+             {Params({{"server_address", kBed.dnsDomain}}), TestIPs(registered)}}) {
+        ExpectSuccess(CallEntry(PrepareTestIP_v1, params), expected);
     }
 }
 
 // The right password's ticket is proven through test_kinit (domain_service_e2e_test.cpp).
 TEST(BeforeJoin, UserTicketWrongPassword) {
     Sandbox::Remove("/etc/krb5.conf");
-    DomainFixture wrong(User("bob", kBed.wrongPassword));
+    DomainFixture wrong(kBed.Logon("bob", kBed.wrongPassword, kBed.dc1));
     EXPECT_EQ(wrong.probe.Kinit(true), kAuthFailed);
 }
 
-struct LogonCase {
-    const char* user;
-    bool rightPassword;
-    ErrorCode code;
-};
-
 TEST(BeforeJoin, SmbLogonsMapToTheirCodes) {
-    for (const LogonCase& c : {LogonCase{"alice", true, kNoError},
-                               {"alice", false, kAuthFailed},
-                               {"carol", true, kAccountLocked},
-                               {"erin", true, kAccountLocked},
-                               {"grace", true, kPasswordExpired},
-                               {"nobody", true, kAuthFailed}}) {
-        DomainFixture fixture(User(c.user, c.rightPassword ? kBed.userPassword : "x"));
+    for (const auto& [user, password, code] :
+         std::vector<std::tuple<const char*, std::string, ErrorCode>>{
+             {"alice", kBed.userPassword, kNoError},
+             {"alice", "x", kAuthFailed},
+             {"carol", kBed.userPassword, kAccountLocked},
+             {"erin", kBed.userPassword, kAccountLocked},
+             {"grace", kBed.userPassword, kPasswordExpired},
+             {"nobody", kBed.userPassword, kAuthFailed}}) {
+        SCOPED_TRACE(user);
+        DomainFixture fixture(kBed.Logon(user, password, kBed.dc1));
         ErrorSeverity severity = kCodeOnly;
         ErrorCode err = kNoError;
-        EXPECT_EQ(fixture.probe.RunSmbclient(severity, err, 30), c.code == kNoError) << c.user;
-        EXPECT_EQ(err, c.code) << c.user;
-        if (c.code != kNoError) {
+        EXPECT_EQ(fixture.probe.RunSmbclient(severity, err, 30), code == kNoError);
+        EXPECT_EQ(err, code);
+        if (code != kNoError) {
             EXPECT_EQ(fixture.probe.Data()["info"]["ip"], kBed.dc1);
             EXPECT_EQ(severity, kError);
         }
@@ -95,12 +84,10 @@ TEST(BeforeJoin, SmbLogonsMapToTheirCodes) {
 TEST(BeforeJoin, LockedOutAfterBadPasswords) {
     ErrorSeverity severity = kCodeOnly;
     ErrorCode err = kNoError;
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        DomainFixture bad(User("dave", kBed.wrongPassword));
-        bad.probe.RunSmbclient(severity, err, 30);
+    for (const std::string& password :
+         {kBed.wrongPassword, kBed.wrongPassword, kBed.wrongPassword, kBed.userPassword}) {
+        DomainFixture(kBed.Logon("dave", password, kBed.dc1)).probe.RunSmbclient(severity, err, 30);
     }
-    DomainFixture right(User("dave", kBed.userPassword));
-    EXPECT_FALSE(right.probe.RunSmbclient(severity, err, 30));
     EXPECT_EQ(err, kAccountLocked);
 }
 
@@ -109,9 +96,7 @@ TEST(BeforeJoin, LockedOutAfterBadPasswords) {
 // (The logons' warning about it is proven through test_smb_auth in domain_service_e2e_test.cpp.)
 TEST(BeforeJoin, KerberosLeavesOutAStoppedController) {
     if (kBed.dc2.empty()) GTEST_SKIP() << "no stopped second controller";
-    Json::Value params = User("alice", kBed.userPassword);
-    params["dc_ips"] = kBed.dc1 + "," + kBed.dc2;
-    DomainFixture kerberos(params);
+    DomainFixture kerberos(kBed.Logon("alice", kBed.userPassword, kBed.dc1 + "," + kBed.dc2));
     kerberos.probe.SetAuthMethod(kAuthKrb5);
     ErrorSeverity severity = kCodeOnly;
     ErrorCode err = kNoError;
@@ -126,34 +111,26 @@ class Joined : public testing::Test {
 };
 
 TEST_F(Joined, TestIPsFromSambaLookup) {
-    QARN::APIResponse response = CallEntry(PrepareTestIP_v1);
-    ASSERT_TRUE(response.IsSuccess()) << response.ToJson().toStyledString();
-    EXPECT_EQ(response.GetData(), ParseJson("{\"test_ip\": [\"" + kBed.dc1 + "\"]}"));
+    ExpectSuccess(CallEntry(PrepareTestIP_v1), TestIPs({kBed.dc1}));
 }
 
 TEST_F(Joined, ComputerObjectInTheDirectory) {
     DomainFixture fixture;
-    std::string account = kBed.hostname;
-    for (char& c : account) c = static_cast<char>(toupper(c));
-    fixture.probe.SetNetFilter("(sAMAccountName=" + account + "$)");
-    Strings names;
+    fixture.probe.SetNetFilter("(sAMAccountName=" + kBed.MachineAccount() + "$)");
+    std::vector<std::string> names;
     ErrorCode err = kNoError;
     EXPECT_EQ(
         fixture.probe.RunNetSearchKey("dNSHostName", names, err, kNTStatusMessageTable, 0, ""), 1);
-    std::string expected = kBed.hostname + "." + kBed.dnsDomain;
     ASSERT_EQ(names.size(), 1u);
-    EXPECT_EQ(ToLower(names[0]), expected);
+    EXPECT_EQ(ToLower(names[0]), kBed.hostname + "." + kBed.dnsDomain);
 }
 
-TEST_F(Joined, DefaultDomainPolicyTemplate) {
+// The machine account reads the default domain policy and logs on with Kerberos.
+TEST_F(Joined, MachineAccountAtTheController) {
     DomainFixture fixture(Params({{"dc_ips", kBed.dc1}}));
-    Strings lines;
+    std::vector<std::string> lines;
     EXPECT_EQ(fixture.probe.GetGPO("{31B2F340-016D-11D2-945F-00C04FB984F9}", lines), kNoError);
     EXPECT_NE(std::find(lines.begin(), lines.end(), "[System Access]"), lines.end());
-}
-
-TEST_F(Joined, KerberosSmbLogonWithTheMachineAccount) {
-    DomainFixture fixture(Params({{"dc_ips", kBed.dc1}}));
     fixture.probe.SetAuthMethod(kAuthKrb5);
     ErrorSeverity severity = kCodeOnly;
     ErrorCode err = kNoError;

@@ -14,7 +14,7 @@
 #include "api_table.hpp"
 #include "call.hpp"
 #include "domain_probe.hpp"
-#include "testbed_env.hpp"
+#include "e2e_testbed.hpp"
 
 namespace {
 
@@ -24,22 +24,20 @@ const std::string kBoth = kBed.dc1 + "," + kDc2;
 
 Json::Value Request(const std::string& dcIPs, const std::string& user = "alice",
                     const std::string& password = kBed.userPassword) {
-    return ParseJson(R"({"server_address": ")" + kBed.dnsDomain + R"(", "dc_ips": ")" + dcIPs +
-                     R"(", "username": ")" + user + R"(", "password": ")" + password + "\"}");
+    return kBed.Logon(user, password, dcIPs);
 }
 
-// A failure of level naming the failed hosts: one as "ip", several as "ips".
+// A failure of level naming the failed hosts: one as "ip", several as "ips"; an SMB logon's
+// names its service too.
 void ExpectFailed(QARN::APIEntryFunction entry, const Json::Value& request, ErrorCode code,
                   ErrorSeverity level, const std::vector<std::string>& hosts) {
-    QARN::APIResponse response = CallEntry(entry, request);
-    const Json::Value& data = response.GetData();
-    EXPECT_EQ(response.GetErrorCode(), code) << response.ToJson();
-    EXPECT_EQ(data["level"], static_cast<int>(level));
-    EXPECT_EQ(data["isPlural"], hosts.size() > 1);
+    Json::Value info(Json::objectValue);
+    if (entry == TestSmbAuth_v1) info["service"] = "SMB";
     Json::Value ips(Json::arrayValue);
     for (const std::string& host : hosts) ips.append(host);
-    EXPECT_EQ(hosts.size() > 1 ? data["info"]["ips"] : data["info"]["ip"],
-              hosts.size() > 1 ? ips : ips[0]);
+    info[hosts.size() > 1 ? "ips" : "ip"] = hosts.size() > 1 ? ips : ips[0];
+    ExpectAnswer(CallEntry(entry, request), code,
+                 ErrorDetails(code, hosts.size() > 1, level, info));
 }
 
 Json::Value Controller(const std::string& name) {
@@ -51,10 +49,8 @@ TEST(AllUp, ReadOnlyController) {
         "/etc/samba/smb.join.conf",
         "[global]\nsecurity=ads\nworkgroup=" + kBed.workgroup + "\nrealm=" + kBed.realm + "\n");
     ExpectAnswer(CallEntry(CheckRODC_v1, Controller(kBed.dc1)), 0, Json::Value());
-    QARN::APIResponse response =
-        CallEntry(CheckRODC_v1, Controller(TestbedValue("TESTBED_RODC_IP", "192.0.2.12")));
-    EXPECT_EQ(response.GetErrorCode(), kReadOnlyDCFound);
-    EXPECT_EQ(response.GetData()["level"], static_cast<int>(kWarning));
+    ExpectAnswer(CallEntry(CheckRODC_v1, Controller(TestbedValue("TESTBED_RODC_IP", "192.0.2.12"))),
+                 kReadOnlyDCFound, ErrorDetails(kReadOnlyDCFound, false, kWarning));
 }
 
 // A user object named like the server: found once the server is an AD member, before it joins.
@@ -90,21 +86,19 @@ TEST(AllStopped, NothingAnswers) {
     EXPECT_EQ(CallEntry(CheckRODC_v1, Controller(kBed.dc1)).GetErrorCode(), kUnknownDomainError);
 }
 
-// The time tool as the check runs it: its exit status and what it printed.
-std::string RunSyncTool(int& status) {
+// The time tool as the check runs it, expected to exit with status; what it printed.
+std::string RunSyncTool(int status) {
     FILE* pipe = popen(("/usr/qarn/sbin/qarnsyncdctime " + kBed.realm + " 2>&1").c_str(), "r");
     std::string output;
     char buffer[256];
     while (fgets(buffer, sizeof buffer, pipe) != nullptr) output += buffer;
-    status = WEXITSTATUS(pclose(pipe));
+    EXPECT_EQ(WEXITSTATUS(pclose(pipe)), status) << output;
     return output;
 }
 
 // The server's view has no CAP_SYS_TIME: the tool reads the skewed time and reports the refusal.
 TEST(Skewed, TimeToolTriesToFollowTheController) {
-    int status = 0;
-    std::string output = RunSyncTool(status);
-    EXPECT_EQ(status, 1) << output;
+    const std::string output = RunSyncTool(1);
     EXPECT_TRUE(std::regex_search(
         output,
         std::regex(R"(offset \+(599|600)\.\d s: cannot set the clock: Operation not permitted)")))
@@ -128,9 +122,7 @@ TEST(Joined, ComputerAccountTimeAndLocalLogon) {
         CallEntry(CheckComputerAccount_v1, Request(kBed.dc1, "administrator", kBed.adminPassword)),
         0, Json::Value());
     ExpectAnswer(CallEntry(TestSmbAuthLocal_v1, Request(kBed.dc1)), 0, Json::Value());
-    int status = 0;
-    std::string output = RunSyncTool(status);
-    EXPECT_EQ(status, 0) << output;
+    const std::string output = RunSyncTool(0);
     EXPECT_NE(output.find("clock kept"), std::string::npos) << output;
 }
 

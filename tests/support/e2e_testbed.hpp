@@ -1,8 +1,12 @@
-// What the test bed tells the end-to-end tests through their environment.
+// The test bed as the end-to-end tests see it: its names and addresses from the environment the
+// runner sets, and the domain's settings a test changes through the controller.
 #pragma once
+
+#include <json/value.h>
 
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 inline std::string TestbedValue(const char* name, const char* fallback) {
     const char* value = std::getenv(name);
@@ -20,4 +24,16 @@ struct Testbed {
     std::string userPassword = TestbedValue("TESTBED_USER_PASSWORD", "");
     std::string wrongPassword = TestbedValue("TESTBED_WRONG_PASSWORD", "wrong");
     std::string hostname = TestbedValue("TESTBED_SERVER_HOSTNAME", "nas01");
+
+    // A request's domain and account; dc_ips too when given.
+    Json::Value Logon(const std::string& user, const std::string& password,
+                      const std::string& dcIPs = "") const;
+    // The server's machine account without its "$": the host name in capitals.
+    std::string MachineAccount() const;
+    // Sets the domain's machine-account quota over LDAP as the administrator (from inside the
+    // server's view).
+    void SetMachineAccountQuota(int quota) const;
 };
+
+// Messages the system log received until one contained text, or two seconds passed.
+std::string LogUntil(const std::string& text);
