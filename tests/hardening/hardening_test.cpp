@@ -5,13 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <functional>
 #include <regex>
 
 #include "api_table.hpp"
 #include "call.hpp"
 #include "domain_probe.hpp"
+#include "e2e_tool_spy.hpp"
 #include "ldap_cache_reader.hpp"
 #include "ldap_cache_writer.hpp"
 #include "net_lab.hpp"
@@ -20,34 +19,10 @@
 
 namespace {
 
-const char* const kTools[] = {"/usr/bin/nslookup",
-                              "/usr/local/bin/net",
-                              "/usr/local/bin/smbclient",
-                              "/usr/local/bin/wbinfo",
-                              "/usr/local/bin/tdbtool",
-                              "/usr/bin/kinit",
-                              "/usr/bin/klist",
-                              "/bin/ping",
-                              "/sbin/arping",
-                              "/usr/qarn/sbin/qarnwin",
-                              "/usr/qarn/sbin/qarnsyncdctime"};
-
 class HardeningTest : public testing::Test {
   protected:
     void SetUp() override { platform::SetDefaultLimits(2, 1 << 20); }
 };
-
-// Every fake tool records its arguments and fails; returns what they recorded so far.
-std::string ToolRuns(bool reset = false) {
-    std::string runs;
-    for (const char* tool : kTools) {
-        const char* name = strrchr(tool, '/') + 1;
-        if (reset) Sandbox::WriteFakeTool(tool, "exit 1");
-        if (reset) Sandbox::Remove(std::string("/tmp/") + name + ".args");
-        runs += Sandbox::FakeToolArgs(name);
-    }
-    return runs;
-}
 
 // Request values that tools take as arguments of their own; MARK shows where each went.
 const std::pair<const char*, const char*> kToolValues[] = {
@@ -60,15 +35,12 @@ const std::pair<const char*, const char*> kToolValues[] = {
     {"username", R"("EX\\MARK")"},
     {"dns", R"("MARK")"}};
 
-bool ToolGotArgument(const std::string& start) {
-    return std::regex_search(ToolRuns(), std::regex("(^| )" + start, std::regex::icase));
+Json::Value ToolValue(size_t index, const std::string& mark) {
+    return ParseJson(std::regex_replace(kToolValues[index].second, std::regex("MARK"), mark));
 }
 
-int CallRow(const QARN::WebAPIEntry& row, const Json::Value& params) {
-    QARN::APIRequest request(row.api, row.method, int(row.version), params, "admin", "127.0.0.1");
-    QARN::APIResponse response;
-    row.entry(&request, &response);
-    return response.GetErrorCode();
+bool GotArgument(const std::string& runs, const std::string& start) {
+    return std::regex_search(runs, std::regex("(^| )" + start, std::regex::icase));
 }
 
 // Every row, every tool value: where the plain value reaches a tool as an argument of its own,
@@ -80,31 +52,31 @@ TEST_F(HardeningTest, NoToolSeesARequestValueAsAnOption) {
     Json::Value plain =
         ParseJson(R"({"password": "pw", "server_type": "ads", "record_type": "a"})");
     for (size_t i = 0; i < std::size(kToolValues); ++i) {
-        std::string value = "plain" + std::to_string(i);
-        plain[kToolValues[i].first] =
-            ParseJson(std::regex_replace(kToolValues[i].second, std::regex("MARK"), value));
+        plain[kToolValues[i].first] = ToolValue(i, "plain" + std::to_string(i));
     }
     plain["dns"] = "127.0.0.3";  // a DNS server must be an address to get as far as a tool
     int refused = 0;
     for (const QARN::WebAPIEntry* row = GetAPITable(); row->api != nullptr; ++row) {
-        ToolRuns(true);
-        CallRow(*row, plain);
+        SpyOnTools();
+        CallEntry(row->entry, plain, int(row->version));
+        const std::string plainRuns = SpiedToolRuns();
         Json::Value hostile = plain;
         for (size_t i = 0; i < std::size(kToolValues); ++i) {
             const std::string mark = "plain" + std::to_string(i), name = kToolValues[i].first;
-            hostile[name] = ParseJson(
-                std::regex_replace(kToolValues[i].second, std::regex("MARK"), "-" + mark));
-            if (!ToolGotArgument(mark)) continue;
+            hostile[name] = ToolValue(i, "-" + mark);
+            if (!GotArgument(plainRuns, mark)) continue;
             Json::Value one = plain;
             one[name] = hostile[name];
-            ToolRuns(true);
-            EXPECT_EQ(CallRow(*row, one), 501) << row->method << " " << name;
-            EXPECT_EQ(ToolRuns(), "") << row->method << " " << name;
+            SpyOnTools();
+            EXPECT_EQ(CallEntry(row->entry, one, int(row->version)).GetErrorCode(), 501)
+                << row->method << " " << name;
+            EXPECT_EQ(SpiedToolRuns(), "") << row->method << " " << name;
             ++refused;
         }
-        ToolRuns(true);
-        CallRow(*row, hostile);
-        EXPECT_FALSE(ToolGotArgument("-plain")) << row->method << "\n" << ToolRuns();
+        SpyOnTools();
+        CallEntry(row->entry, hostile, int(row->version));
+        EXPECT_FALSE(GotArgument(SpiedToolRuns(), "-plain")) << row->method << "\n"
+                                                             << SpiedToolRuns();
     }
     EXPECT_GE(refused, 14);
 }
@@ -121,24 +93,13 @@ struct StuckCase {
 
 class StuckToolTest : public HardeningTest, public testing::WithParamInterface<StuckCase> {};
 
-bool SleepRunning() {
-    for (int pid = 2; pid < 32768; ++pid) {
-        std::string line;
-        if (std::getline(std::ifstream("/proc/" + std::to_string(pid) + "/cmdline"), line) &&
-            line.find("sleep") != std::string::npos)
-            return true;
-    }
-    return false;
-}
-
 TEST_P(StuckToolTest, EndsAsAFailedRun) {
     const StuckCase& c = GetParam();
     NetLab lab;
     TcpListener dns("127.0.0.3", 53);
     Sandbox::WriteFakeTool(c.tool, c.body);
     EXPECT_EQ(CallEntry(c.entry, ParseJson(c.params)).GetErrorCode(), c.code);
-    for (int wait = 0; wait < 100 && SleepRunning(); ++wait) usleep(10000);
-    EXPECT_FALSE(SleepRunning());
+    EXPECT_FALSE(ProcessOutlives("sleep|tr|yes"));
 }
 
 const char kAddress[] = R"({"server_address": "ex.test", "dns": "127.0.0.3", "record_type": "a"})";
@@ -160,42 +121,32 @@ INSTANTIATE_TEST_SUITE_P(
                               "yes 'Unicast reply from 10.20.0.50 [00:00:00:00:00:0'", 502},
                     StuckCase{"FloodingNslookup", TestDNSRecord_v1, kAddress, "/usr/bin/nslookup",
                               "yes 'Address: 192.0.2.1'", 1001}),
-    [](const testing::TestParamInfo<StuckCase>& info) { return info.param.name; });
+    RowName());
 
-// Files planted at each /tmp path by another user (nobody).
-const uid_t kNobody = 65534;
+// Files planted at each /tmp path ($1) by another user (nobody); $2 is a forged content.
+struct PlantCase {
+    const char* name;
+    const char* script;
+};
+
+const PlantCase kPlants[] = {
+    {"Symlink", "ln -s /etc/hardening_target \"$1\" && chown -h 65534:65534 \"$1\""},
+    {"HardLink",
+     "printf %s \"$2\" >/tmp/nobody_file && chown 65534:65534 /tmp/nobody_file && "
+     "ln /tmp/nobody_file \"$1\""},
+    {"Fifo", "mkfifo -m 666 \"$1\" && chown 65534:65534 \"$1\""},
+    {"WorldWritable", "printf %s \"$2\" >\"$1\" && chown 65534:65534 \"$1\" && chmod 666 \"$1\""},
+    {"Forged", "printf %s \"$2\" >\"$1\" && chown 65534:65534 \"$1\" && chmod 644 \"$1\""}};
+
 const char kTarget[] = "/etc/hardening_target";
 const char kForged[] = R"({"init_time": 1, "user": [{"uid": "forged", "uidNumber": "1"}]})";
 
-void PlantFile(const std::string& path, mode_t mode) {
-    Sandbox::WriteFile(path, kForged, mode);
-    ASSERT_EQ(chown(path.c_str(), kNobody, kNobody) | chmod(path.c_str(), mode), 0);
-}
-
-const std::pair<const char*, std::function<void(const std::string&)>> kPlants[] = {
-    {"Symlink",
-     [](const std::string& path) {
-         ASSERT_EQ(symlink(kTarget, path.c_str()) | lchown(path.c_str(), kNobody, kNobody), 0);
-     }},
-    {"HardLink",
-     [](const std::string& path) {
-         PlantFile("/tmp/nobody_file", 0644);
-         ASSERT_EQ(link("/tmp/nobody_file", path.c_str()), 0);
-     }},
-    {"Fifo",
-     [](const std::string& path) {
-         ASSERT_EQ(mkfifo(path.c_str(), 0666) | chown(path.c_str(), kNobody, kNobody), 0);
-     }},
-    {"WorldWritable", [](const std::string& path) { PlantFile(path, 0666); }},
-    {"Forged", [](const std::string& path) { PlantFile(path, 0644); }},
-};
-
-class PlantedFileTest : public HardeningTest, public testing::WithParamInterface<size_t> {
+class PlantedFileTest : public HardeningTest, public testing::WithParamInterface<PlantCase> {
   protected:
     void Plant(const std::string& path) {
         Sandbox::Remove("/tmp/nobody_file");
         Sandbox::WriteFile(kTarget, "target\n", 0644);
-        kPlants[GetParam()].second(path);
+        ASSERT_EQ(Sandbox::Run({"/bin/sh", "-c", GetParam().script, "sh", path, kForged}), 0);
     }
     // What the plant pointed at is untouched; the path holds root's file with the mode.
     static void ExpectReplaced(const std::string& path, mode_t mode) {
@@ -205,9 +156,8 @@ class PlantedFileTest : public HardeningTest, public testing::WithParamInterface
         }
         struct stat status;
         ASSERT_EQ(lstat(path.c_str(), &status), 0);
-        EXPECT_EQ(status.st_mode, S_IFREG | mode);
-        EXPECT_EQ(status.st_uid, 0u);
-        EXPECT_EQ(status.st_nlink, 1u);
+        EXPECT_EQ(std::make_tuple(status.st_mode, status.st_uid, status.st_nlink),
+                  std::make_tuple(S_IFREG | mode, uid_t(0), nlink_t(1)));
     }
 };
 
@@ -244,9 +194,6 @@ TEST_P(PlantedFileTest, NeitherFollowedNorTrusted) {
     EXPECT_EQ(Sandbox::ReadFile(kTarget), "target\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(Plants, PlantedFileTest, testing::Range(size_t(0), std::size(kPlants)),
-                         [](const testing::TestParamInfo<size_t>& info) {
-                             return kPlants[info.param].first;
-                         });
+INSTANTIATE_TEST_SUITE_P(Plants, PlantedFileTest, testing::ValuesIn(kPlants), RowName());
 
 }  // namespace
