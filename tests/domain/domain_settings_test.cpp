@@ -13,15 +13,16 @@ const std::string kNet = "/usr/local/bin/net";
 // One way of asking the probe for domain controllers.
 using Lookup = std::function<Strings(DomainProbe&, ErrorCode&)>;
 
-Lookup TestIPs(const char* service) {
-    return [service](DomainProbe& probe, ErrorCode& err) { return probe.GetTestIPs(err, service); };
+// A look-up method of the probe, for service.
+template <class Method>
+Lookup Of(Method method, const char* service) {
+    return [method, service](DomainProbe& probe, ErrorCode& err) {
+        return Strings((probe.*method)(err, service));
+    };
 }
-Lookup SrvIPs(const char* service) {
-    return [service](DomainProbe& probe, ErrorCode& err) { return probe.GetSrvIPs(err, service); };
-}
-Lookup NetLookup(const char* service) {
-    return [service](DomainProbe& probe, ErrorCode& err) { return probe.NetLookup(err, service); };
-}
+const auto TestIPs = [](const char* service) { return Of(&DomainProbe::GetTestIPs, service); };
+const auto SrvIPs = [](const char* service) { return Of(&DomainProbe::GetSrvIPs, service); };
+const auto NetLookup = [](const char* service) { return Of(&DomainProbe::NetLookup, service); };
 // The addresses to test: every one or the first, for the method.
 Lookup TestAddress(bool all, EAuth method) {
     return [all, method](DomainProbe& probe, ErrorCode& err) {
