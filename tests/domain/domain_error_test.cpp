@@ -5,11 +5,7 @@
 
 namespace {
 
-struct Failure {
-    ErrorCode code;
-    const char* host;
-};
-using Failures = std::vector<Failure>;
+using Failures = std::vector<std::pair<ErrorCode, const char*>>;
 using Hosts = std::vector<std::string>;
 
 struct CollectorCase {
@@ -28,9 +24,7 @@ TEST_P(DomainErrorTest, ReducesToTheReportedCode) {
     Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + c.smbConf);
     DomainFixture fixture;
     for (const std::string& address : c.addresses) fixture.probe.AddTestAddress(address);
-    for (const Failure& failure : c.failures) {
-        fixture.probe.m_domainError.Add(failure.code, failure.host);
-    }
+    for (const auto& [code, host] : c.failures) fixture.probe.m_domainError.Add(code, host);
     EXPECT_EQ(fixture.probe.m_domainError.GetProperErr(), c.proper);
     EXPECT_EQ(fixture.probe.m_domainError.IsAllHostFailed(), c.allFailed);
 }
@@ -74,10 +68,8 @@ TEST(DomainError, FailedHostsByCode) {
     DomainFixture fixture;
     for (const char* address : {"A", "B", "C"}) fixture.probe.AddTestAddress(address);
     DomainCore::DomainError& collector = fixture.probe.m_domainError;
-    collector.Add(kNoDCReachable, "A");
-    collector.Add(kNoDCReachable, "B");
-    collector.Add(kNoDCReachable, "A");
-    collector.Add(kAuthFailed, "A");
+    for (const auto& [code, host] : kLogonAndTimeout) collector.Add(code, host);
+    collector.Add(kNoDCReachable, "A");  // a host counts once
     EXPECT_EQ(collector.GetFailedHost(kNoDCReachable), (Hosts{"A", "B"}));
     EXPECT_EQ(collector.GetFailedHost(kNoError), (Hosts{"A", "B"}));
     EXPECT_EQ(collector.GetFailedHost(kAccountLocked), Hosts{});

@@ -63,7 +63,7 @@ struct SearchCase {
     const char* filter;
     const char* server;
     int replies;
-    Strings values;                    // after "kept"
+    Strings values;                    // "kept", then the values appended
     ErrorCode err = kConnectionReset;  // where it starts
     const char* logged = "";
     const MessageEntry* table = kNT;
@@ -81,9 +81,7 @@ TEST_P(RunNetSearchKeyTest, RepliesAndValues) {
     Strings values{"kept"};
     ErrorCode err = kConnectionReset;
     EXPECT_EQ(fixture.probe.RunNetSearchKey("cn", values, err, c.table, 0, c.extraFlag), c.replies);
-    Strings expected{"kept"};
-    expected.insert(expected.end(), c.values.begin(), c.values.end());
-    EXPECT_EQ(values, expected);
+    EXPECT_EQ(values, c.values);
     EXPECT_EQ(err, c.err);
     ExpectLogged(c.logged);
 }
@@ -92,20 +90,20 @@ const SearchCase kRunNetSearchKeyRows[] = {
     {"ValuesOfTheKey",
      "echo 'Got 2 replies'; echo; echo 'cn: nas1'; echo 'objectClass: computer'\n"
      "echo 'cn: nas2'; echo 'Got 7 replies'",
-     "(cn=nas*)", "192.0.2.10", 2, Strings{"nas1", "nas2"}},
-    {"ZeroReplies", "echo 'Got 0 replies'", "(cn=x)", "dc1", 0, Strings{}},
-    {"NoReplyCount", "echo 'Got many replies'; echo 'cn: a'", "(cn=x)", "dc1", -1, Strings{"a"},
-     kConnectionReset, "stoi fail"},
+     "(cn=nas*)", "192.0.2.10", 2, Strings{"kept", "nas1", "nas2"}},
+    {"ZeroReplies", "echo 'Got 0 replies'", "(cn=x)", "dc1", 0, Strings{"kept"}},
+    {"NoReplyCount", "echo 'Got many replies'; echo 'cn: a'", "(cn=x)", "dc1", -1,
+     Strings{"kept", "a"}, kConnectionReset, "stoi fail"},
     {"FailureCarriesTheMessageCodeAndHidesThePassword",
-     "echo 'failed: NT_STATUS_ACCOUNT_DISABLED'; exit 1", "(cn=x)", "dc1", -1, Strings{},
+     "echo 'failed: NT_STATUS_ACCOUNT_DISABLED'; exit 1", "(cn=x)", "dc1", -1, Strings{"kept"},
      kAccountLocked,
      "Command: /usr/local/bin/net ads search -d0 -U EX\\admin%**** (cn=x) cn -S dc1 "},
     {"CallerTableConsumesLines", "echo 'cn: taken'; echo 'cn: other'; exit 1", "(cn=x)", "dc1", -1,
-     Strings{}, kJoinFailed, "", kTakenTable, "flag"},
+     Strings{"kept"}, kJoinFailed, "", kTakenTable, "flag"},
     {"ClosingRowNeedsTheFlag", "echo 'cn: other'; echo 'cn: taken'", "(cn=x)", "dc1", -1,
-     Strings{"other"}, kConnectionReset, "", kTakenTable},
-    {"NeedsAFilter", "exit 0", "", "dc1", -1, Strings{}, kBadParameter},
-    {"NeedsAServerOutsideActiveDirectory", "exit 0", "(cn=x)", "", -1, Strings{}, kNoError}};
+     Strings{"kept", "other"}, kConnectionReset, "", kTakenTable},
+    {"NeedsAFilter", "exit 0", "", "dc1", -1, Strings{"kept"}, kBadParameter},
+    {"NeedsAServerOutsideActiveDirectory", "exit 0", "(cn=x)", "", -1, Strings{"kept"}, kNoError}};
 
 INSTANTIATE_TEST_SUITE_P(Cases, RunNetSearchKeyTest, testing::ValuesIn(kRunNetSearchKeyRows),
                          RowName());
@@ -183,6 +181,7 @@ std::string PolicyServer(const std::string& protocol) {
 
 struct PolicyCase {
     const char* name;
+    const char* security;
     std::string smbclient;
     ErrorCode result;
     Strings lines;
@@ -192,7 +191,7 @@ class GetGPOTest : public testing::TestWithParam<PolicyCase> {};
 
 TEST_P(GetGPOTest, TemplateOverKerberosThenNTLM) {
     const PolicyCase& c = GetParam();
-    SetSecurity("ads", "\trealm = example.test\n");
+    SetSecurity(c.security, "\trealm = example.test\n");
     Sandbox::WriteFile("/etc/krb5.conf", "kept\n");
     Sandbox::WriteFakeTool("/usr/local/bin/net", kNetInfo);
     Sandbox::WriteFakeTool("/usr/local/bin/smbclient", c.smbclient);
@@ -203,18 +202,13 @@ TEST_P(GetGPOTest, TemplateOverKerberosThenNTLM) {
     EXPECT_FALSE(Sandbox::Exists("/tmp/GptTmpl.inf"));
 }
 
-const PolicyCase kGetGPORows[] = {{"OverKerberos", PolicyServer("-k"), kNoError, {"[Unicode]"}},
-                                  {"OverNTLM", PolicyServer("-P"), kNoError, {"[Unicode]"}},
-                                  {"NotFound", PolicyServer("never"), kGPONotFound, {}}};
+// The template's remote path is proven against a real controller (domain_e2e_test.cpp).
+const PolicyCase kGetGPORows[] = {
+    {"OverKerberos", "ads", PolicyServer("-k"), kNoError, {"[Unicode]"}},
+    {"OverNTLM", "ads", PolicyServer("-P"), kNoError, {"[Unicode]"}},
+    {"NotFound", "ads", PolicyServer("never"), kGPONotFound, {}},
+    {"JoinRequired", "user", PolicyServer("-k"), kDomainJoinRequired, {}}};
 
 INSTANTIATE_TEST_SUITE_P(Cases, GetGPOTest, testing::ValuesIn(kGetGPORows), RowName());
-
-// The template's remote path is proven against a real controller (domain_e2e_test.cpp).
-TEST(GetGPO, JoinRequired) {
-    SetSecurity("user");
-    DomainFixture unjoined;
-    Strings lines;
-    EXPECT_EQ(unjoined.probe.GetGPO("{ID}", lines), kDomainJoinRequired);
-}
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <functional>
 
-#include "api_table.hpp"
 #include "call.hpp"
 #include "domain_probe.hpp"
 
@@ -14,15 +13,16 @@ const std::string kNet = "/usr/local/bin/net";
 // One way of asking the probe for domain controllers.
 using Lookup = std::function<Strings(DomainProbe&, ErrorCode&)>;
 
-Lookup TestIPs(const char* service) {
-    return [service](DomainProbe& probe, ErrorCode& err) { return probe.GetTestIPs(err, service); };
+// A look-up method of the probe, for service.
+template <class Method>
+Lookup Of(Method method, const char* service) {
+    return [method, service](DomainProbe& probe, ErrorCode& err) {
+        return Strings((probe.*method)(err, service));
+    };
 }
-Lookup SrvIPs(const char* service) {
-    return [service](DomainProbe& probe, ErrorCode& err) { return probe.GetSrvIPs(err, service); };
-}
-Lookup NetLookup(const char* service) {
-    return [service](DomainProbe& probe, ErrorCode& err) { return probe.NetLookup(err, service); };
-}
+const auto TestIPs = [](const char* service) { return Of(&DomainProbe::GetTestIPs, service); };
+const auto SrvIPs = [](const char* service) { return Of(&DomainProbe::GetSrvIPs, service); };
+const auto NetLookup = [](const char* service) { return Of(&DomainProbe::NetLookup, service); };
 // The addresses to test: every one or the first, for the method.
 Lookup TestAddress(bool all, EAuth method) {
     return [all, method](DomainProbe& probe, ErrorCode& err) {
@@ -178,71 +178,5 @@ const WorkgroupCase kWorkgroups[] = {
     {"RefreshLooksUp", "user", "Workgroup=REC\n", true, "CORP", kLookedUp}};
 
 INSTANTIATE_TEST_SUITE_P(Cases, WorkgroupTest, testing::ValuesIn(kWorkgroups), RowName());
-
-struct AnswerCase {
-    const char* name;
-    QARN::APIEntryFunction entry;
-    const char* security;
-    const char* params;
-    const char* net;  // body of the fake net
-    int code;
-    const char* data;
-    const char* netArgs;
-    bool dnsUp = true;
-};
-
-// The two API methods, against a DNS server that knows one controller by name.
-class DomainAnswerTest : public testing::TestWithParam<AnswerCase> {};
-
-TEST_P(DomainAnswerTest, Answers) {
-    const AnswerCase& c = GetParam();
-    SetSecurity(c.security);
-    Sandbox::WriteFakeTool(kNet, c.net);
-    DnsServer dns("example.test");
-    dns.AddHost("dc1.example.test", {"192.0.2.10"});
-    if (c.dnsUp) UseDns(dns);
-    if (!c.dnsUp) Sandbox::WriteFile("/etc/resolv.conf", "nameserver 127.0.0.9\n");
-    QARN::APIResponse response = CallEntry(c.entry, ParseJson(c.params));
-    EXPECT_EQ(response.GetErrorCode(), c.code);
-    EXPECT_EQ(response.GetData(), ParseJson(c.data));
-    EXPECT_EQ(Sandbox::FakeToolArgs("net"), c.netArgs);
-}
-
-const auto kCheck = CheckServerAddress_v1;
-const auto kPrepare = PrepareTestIP_v1;
-const char kRealm[] = "echo 'LDAP server: 192.0.2.10'; echo 'Realm: EXAMPLE.TEST'";
-const char kInfoOf10[] = "ads info -S 192.0.2.10 -d0 --option=name resolve order=host\n";
-const char kBareError[] = R"({"isPlural": false, "level": 0})";
-
-const AnswerCase kAnswers[] = {
-    {"DomainNameAnsweredAtOnce", kCheck, "user",
-     R"({"server_address": "corp.example.test", "server_type": "domain"})", kRealm, 0,
-     R"({"server_address": "corp.example.test"})", ""},
-    {"UnreachableAddress", kCheck, "user",
-     R"({"server_address": "192.0.2.10", "server_type": "domain"})", "exit 1", 1108, "null",
-     kInfoOf10},
-    {"UnreachableName", kCheck, "user",
-     R"({"server_address": "ldap.example.test", "server_type": "ldap"})", "exit 1", 0,
-     R"({"check_address_fail": true})",
-     "ads info -S ldap.example.test -d0 --option=name resolve order=host\n"},
-    {"ServerTypeMissing", kCheck, "user", R"({"server_address": "x"})", "exit 1", 501, "null", ""},
-    {"NoControllerJoined", kPrepare, "ads", R"({"server_address": "example.test"})", "exit 1", 2002,
-     kBareError, "lookup pdc -d0\n"},
-    {"NoControllerNotJoined", kPrepare, "user", R"({"server_address": "example.test"})", "exit 1",
-     1121, kBareError, ""},
-    {"AddressesPassNamesResolve", kPrepare, "user",
-     R"({"dc_ips": "192.0.2.10,dc1.example.test,192.0.2.11"})", "exit 1", 0,
-     R"({"test_ip": ["192.0.2.10", "192.0.2.11"]})", ""},
-    {"UnresolvedNames", kPrepare, "user", R"({"dc_ips": "dc1.example.test,dc8.test,dc9.test"})",
-     "exit 1", 1009,
-     R"({"info": {"unresolved_fqdn": ["dc8.test", "dc9.test"], "isPlural": true},
-                       "isPlural": false, "level": 0})",
-     ""},
-    {"OneUnresolvedName", kPrepare, "user", R"({"dc_ips": "dc9.test"})", "exit 1", 1009,
-     R"({"info": {"unresolved_fqdn": ["dc9.test"]}, "isPlural": false, "level": 0})", ""},
-    {"UnreachableDNSServer", kPrepare, "user", R"({"dc_ips": "dc1.example.test"})", "exit 1", 1008,
-     kBareError, "", false}};
-
-INSTANTIATE_TEST_SUITE_P(Cases, DomainAnswerTest, testing::ValuesIn(kAnswers), RowName());
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include "abstract_check_handler.hpp"
 #include "api_request.hpp"
 #include "api_response.hpp"
-#include "dns_server.hpp"
 #include "domain.hpp"
 #include "sandbox.hpp"
 
@@ -40,12 +39,6 @@ inline void ExpectLogged(const char* text) {
     if (text[0] != '\0') {
         EXPECT_TRUE(Sandbox::Logged(text)) << text;
     }
-}
-
-// Starts the domain's DNS server and makes it the system's.
-inline void UseDns(DnsServer& server) {
-    Sandbox::WriteFile("/etc/resolv.conf", std::string("nameserver ") + DnsServer::kAddress + "\n");
-    server.Start();
 }
 
 // Names the instances of a table-driven suite after their rows' "name".
