@@ -1,7 +1,7 @@
 // The LDAP result cache as the entry checks read it: a file, one or two passes.
 #include <fstream>
 
-#include "fuzz_input.hpp"
+#include "unit_fuzz_input.hpp"
 #include "ldap_cache_reader.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

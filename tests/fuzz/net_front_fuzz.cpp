@@ -2,7 +2,7 @@
 // planning of "net ads auth" and "net ads info", the lines it reads back; qarnsyncdctime's
 // time and host-list parsers.
 #include "dc_time.hpp"
-#include "fuzz_input.hpp"
+#include "unit_fuzz_input.hpp"
 #include "net_front.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

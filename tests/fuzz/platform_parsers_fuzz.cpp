@@ -2,7 +2,7 @@
 // resolv.conf, /proc/net/route, nsswitch.conf.
 #include <sstream>
 
-#include "fuzz_input.hpp"
+#include "unit_fuzz_input.hpp"
 #include "parsers.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

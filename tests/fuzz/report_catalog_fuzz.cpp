@@ -2,7 +2,7 @@
 // and the runner's records, through the report builder.
 #include <deque>
 
-#include "fuzz_input.hpp"
+#include "unit_fuzz_input.hpp"
 #include "report_builder.hpp"
 
 namespace {
@@ -14,15 +14,15 @@ std::string TextOf(const Json::Value& node, const char* key) {
 // The reply the host gives: success with any data, or a 32-bit code with the module's details
 // (an object or null); none when the check could not be called.
 Json::Value Reply(const Json::Value& node) {
-    Json::Value reply(Json::objectValue);
     if (!node.isMember("success")) return Json::Value();
-    reply["success"] = node["success"].isBool() && node["success"].asBool();
+    Json::Value reply(Json::objectValue);
+    reply["success"] = node["success"] == Json::Value(true);
     if (reply["success"].asBool()) {
         reply["data"] = node["data"];
-        return reply;
+    } else {
+        reply["error"]["code"] = node["code"].isInt() ? node["code"].asInt() : 0;
+        reply["error"]["details"] = node["details"].isObject() ? node["details"] : Json::Value();
     }
-    reply["error"]["code"] = node["code"].isInt() ? node["code"].asInt() : 0;
-    reply["error"]["details"] = node["details"].isObject() ? node["details"] : Json::Value();
     return reply;
 }
 
@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         CheckSpec& spec = specs.emplace_back();
         spec.id = TextOf(node, "id");
         spec.method = TextOf(node, "method");
-        spec.perController = node["per_controller"].isBool() && node["per_controller"].asBool();
+        spec.perController = node["per_controller"] == Json::Value(true);
         CheckRecord record;
         record.spec = &spec;
         record.params = node["params"];

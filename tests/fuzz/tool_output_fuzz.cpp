@@ -4,7 +4,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "fuzz_input.hpp"
+#include "unit_fuzz_input.hpp"
 #include "sid.hpp"
 #include "smb_conf_rules.hpp"
 #include "tool_output.hpp"
