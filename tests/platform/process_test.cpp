@@ -29,9 +29,7 @@ TEST(Popenv, ModeSelectsTheStreams) {
         FILE* stream = QLIBCPopenv(kScript, mode, argv);
         ASSERT_NE(stream, nullptr);
         EXPECT_EQ(ReadAll(stream), expected);
-        int status = QLIBCPclose(stream);
-        ASSERT_TRUE(WIFEXITED(status));
-        EXPECT_EQ(WEXITSTATUS(status), 3);
+        EXPECT_EQ(WEXITSTATUS(QLIBCPclose(stream)), 3);
     }
 }
 
@@ -66,26 +64,25 @@ TEST(Spawn, EveryEndAndBound) {
     Sandbox::WriteScript(kScript,
                          "read x; echo \"$x$x\"; case $x in kill) kill -9 $$;; "
                          "sleep) sleep 5;; quiet) exec >&- 2>&-; sleep 5;; esac; exit 4");
-    struct Case {
-        const char* input;
+    struct {
+        const char *input, *output;
         platform::Limits limits;
         Kind kind;
         int value;
-        const char* output;
-    } cases[] = {{"ab\n", {}, Kind::kExited, 4, "abab\n"},
-                 {"ab\n", {0, 3}, Kind::kOutputCapped, 0, "aba"},
-                 {"kill\n", {}, Kind::kSignaled, 9, "killkill\n"},
-                 {"sleep\n", {1, 0}, Kind::kTimedOut, 0, "sleepsleep\n"},
-                 {"quiet\n", {1, 0}, Kind::kTimedOut, 0, "quietquiet\n"}};
-    for (const Case& c : cases) {
+    } cases[] = {{"ab\n", "abab\n", {}, Kind::kExited, 4},
+                 {"ab\n", "aba", {0, 3}, Kind::kOutputCapped, 0},
+                 {"kill\n", "killkill\n", {}, Kind::kSignaled, 9},
+                 {"sleep\n", "sleepsleep\n", {1, 0}, Kind::kTimedOut, 0},
+                 {"quiet\n", "quietquiet\n", {1, 0}, Kind::kTimedOut, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.input);
         std::string output;
         platform::RunResult result = platform::Run({kScript}, c.input, output, c.limits);
-        EXPECT_EQ(result.kind, c.kind) << c.input;
-        EXPECT_EQ(result.value, c.value) << c.input;
-        EXPECT_EQ(output, c.output) << c.input;
+        EXPECT_EQ(std::make_pair(result.kind, result.value), std::make_pair(c.kind, c.value));
+        EXPECT_EQ(output, c.output);
     }
-    std::string output;
-    EXPECT_EQ(platform::Run({"/nonexistent"}, "", output).kind, Kind::kNotStarted);
+    std::string none;
+    EXPECT_EQ(platform::Run({"/nonexistent"}, "", none).kind, Kind::kNotStarted);
 }
 
 TEST(Kinit, PasswordGoesOnStdinAndAToolThatStopsReadingDoesNotHurt) {
@@ -101,7 +98,6 @@ TEST(Kinit, PasswordGoesOnStdinAndAToolThatStopsReadingDoesNotHurt) {
 
 TEST(StringList, GrowsAndIndexes) {
     QLIBC_SZLIST* list = QLIBCSzListAlloc(1);
-    ASSERT_NE(list, nullptr);
     for (const char* value : {"a", "b", "c"}) EXPECT_GT(QLIBCSzListPush(&list, value), 0);
     EXPECT_EQ(QLIBCSzListCount(list), 3);
     EXPECT_STREQ(QLIBCSzListGet(list, 2), "c");
@@ -111,9 +107,9 @@ TEST(StringList, GrowsAndIndexes) {
 }
 
 TEST(Unicode, CaseInsensitiveEquality) {
-    EXPECT_EQ(QLIBCUnicodeUTF8StrCaseCmp("HOST/Server.Example.TEST", "host/server.example.test"),
+    EXPECT_EQ(QLIBCUnicodeUTF8StrCaseCmp("HOST/Server.EXAMPLE \u00C5SA\u00C9",
+                                         "host/server.example \u00E5sa\u00E9"),
               0);
-    EXPECT_EQ(QLIBCUnicodeUTF8StrCaseCmp("\u00C5SA\u00C9", "\u00E5sa\u00E9"), 0);
     EXPECT_NE(QLIBCUnicodeUTF8StrCaseCmp("cifs/a", "host/a"), 0);
 }
 

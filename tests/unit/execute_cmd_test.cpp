@@ -82,21 +82,19 @@ TEST(ExecuteCmd, RetriesOnlyTheTimeLimit) {
 }
 
 TEST(ExecuteCmdLines, CollectsLinesOfTheLastRunInTheMode) {
+    const std::string failsOnce =
+        "if [ ! -e /tmp/once ]; then touch /tmp/once; echo first; exit 3; fi\n"
+        "echo second; printf 'no newline'";
+    const std::string outAndErr = "echo out; echo err >&2";
     struct {
-        std::string body;
-        int attempts;
+        int attempts, status;
         const char* mode;
-        int status;
+        std::string body;
         Lines lines;
-    } cases[] = {{"if [ ! -e /tmp/once ]; then touch /tmp/once; echo first; exit 3; fi\n"
-                  "echo second; printf 'no newline'",
-                  2,
-                  "r",
-                  0,
-                  {"second", "no newline"}},
-                 {"echo out; echo err >&2", 1, "r", 0, {"out"}},
-                 {"echo out; echo err >&2", 1, "rB", 0, {"out", "err"}},
-                 {"exit 0", 0, "r", -1, {}}};
+    } cases[] = {{2, 0, "r", failsOnce, {"second", "no newline"}},
+                 {1, 0, "r", outAndErr, {"out"}},
+                 {1, 0, "rB", outAndErr, {"out", "err"}},
+                 {0, -1, "r", "exit 0", {}}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.body + " " + c.mode);
         WriteTool(c.body);
@@ -106,7 +104,7 @@ TEST(ExecuteCmdLines, CollectsLinesOfTheLastRunInTheMode) {
     }
 }
 
-TEST(ExecuteCmdGetKeyValues, TakesOnlyTheWantedKey) {
+TEST(ExecuteCmdGetKeyValues, TakesOnlyTheWantedKeyAndKeepsTheListOnFailure) {
     WriteTool(
         "echo 'LDAP server name: dc1'\necho 'Server_time_offset: -12'\n"
         "echo '#Server_time_offset: 5'\necho 'server_time_offset = 9'");
@@ -115,7 +113,6 @@ TEST(ExecuteCmdGetKeyValues, TakesOnlyTheWantedKey) {
     EXPECT_TRUE(
         ExecuteCmdGetKeyValues({kTool}, nullptr, "Server_time_offset", values, &status, 1, 10));
     EXPECT_EQ(values, (Lines{"earlier", "-12"}));
-    // A filter drops lines; a failure keeps the list as it was.
     WriteTool("echo 'k: skip me'; echo 'k: keep'");
     values.clear();
     auto skip = [](std::string line) { return line.find("skip") != std::string::npos; };
@@ -128,26 +125,20 @@ TEST(ExecuteCmdGetKeyValues, TakesOnlyTheWantedKey) {
 
 // "=" comes before ":"; a run over the time limit leaves nothing, and a retry starts afresh.
 TEST(ExecuteCmdGetMaps, SplitsKeysAndKeepsOnlyACompleteRun) {
+    const std::string pairs =
+        "echo 'a = 1'; echo 'a=2'; echo 'b: x=y'; echo 'c: 3'; echo '; d = 4'; echo plain";
+    const std::string slowFirstRun = "echo \"run = $(wc -l < " + kRuns + ")\"\nif [ \"$(wc -l < " +
+                                     kRuns + ")\" -lt 2 ]; then sleep 5; fi";
     const KeyValuesMap old{{"old", {"kept"}}};
     struct {
+        int attempts, limit, status;
         std::string body;
-        int attempts, limit;
-        int status;
         KeyValuesMap result;
     } cases[] = {
-        {"echo 'a = 1'; echo 'a=2'; echo 'b: x=y'; echo 'c: 3'; echo '; d = 4'; echo plain",
-         1,
-         10,
-         0,
-         {{"old", {"kept"}}, {"a", {"1", "2"}}, {"b: x", {"y"}}, {"c", {"3"}}}},
-        {"echo 'a = 1'; sleep 5", 2, 1, 124, old},
-        {"echo 'a = 1'", 0, 1, 124, old},
-        {"echo \"run = $(wc -l < " + kRuns + ")\"\nif [ \"$(wc -l < " + kRuns +
-             ")\" -lt 2 ]; then sleep 5; fi",
-         3,
-         1,
-         0,
-         {{"run", {"2"}}}}};
+        {1, 10, 0, pairs, {{"old", {"kept"}}, {"a", {"1", "2"}}, {"b: x", {"y"}}, {"c", {"3"}}}},
+        {2, 1, 124, "echo 'a = 1'; sleep 5", old},
+        {0, 1, 124, "echo 'a = 1'", old},
+        {3, 1, 0, slowFirstRun, {{"run", {"2"}}}}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.body);
         WriteTool(c.body);
