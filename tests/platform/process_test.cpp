@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <string>
 
@@ -10,28 +9,7 @@
 
 namespace {
 
-std::string ReadAll(FILE* stream) {
-    std::string text;
-    char buffer[256];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof(buffer), stream)) > 0) text.append(buffer, n);
-    return text;
-}
-
 const char kScript[] = "/usr/local/bin/speak";
-
-TEST(Popenv, ModeSelectsTheStreams) {
-    Sandbox::WriteScript(kScript,
-                         "echo \"out $1\"; echo err >&2; read x && echo \"stdin $x\"; exit 3");
-    char* argv[] = {const_cast<char*>(kScript), const_cast<char*>("a;b"), nullptr};
-    for (auto [mode, expected] :
-         {std::pair<const char*, const char*>{"r", "out a;b\n"}, {"rB", "out a;b\nerr\n"}}) {
-        FILE* stream = QLIBCPopenv(kScript, mode, argv);
-        ASSERT_NE(stream, nullptr);
-        EXPECT_EQ(ReadAll(stream), expected);
-        EXPECT_EQ(WEXITSTATUS(QLIBCPclose(stream)), 3);
-    }
-}
 
 TEST(Popen, RefusesWhatCannotRunAndTakesAnArgumentList) {
     char* argv[] = {const_cast<char*>("/nonexistent"), nullptr};
@@ -41,7 +19,9 @@ TEST(Popen, RefusesWhatCannotRunAndTakesAnArgumentList) {
     // The list form takes its arguments up to a null.
     FILE* stream = QLIBCPopen("/bin/echo", "r", "one", "two", nullptr);
     ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(ReadAll(stream), "one two\n");
+    char line[16] = {};
+    ASSERT_NE(fgets(line, sizeof(line), stream), nullptr);
+    EXPECT_STREQ(line, "one two\n");
     EXPECT_EQ(QLIBCPclose(stream), 0);
 }
 
@@ -86,24 +66,14 @@ TEST(Spawn, EveryEndAndBound) {
 }
 
 TEST(Kinit, PasswordGoesOnStdinAndAToolThatStopsReadingDoesNotHurt) {
-    Sandbox::WriteScript("/usr/bin/kinit", "read pw; echo \"$# $1 $pw\" > /tmp/kinit");
+    Sandbox::WriteScript("/usr/bin/kinit",
+                         "read pw; [ \"$# $1 $pw\" = '1 alice@EXAMPLE.TEST s3cret' ]");
     EXPECT_EQ(QARNWinsKinit("alice@EXAMPLE.TEST", "s3cret"), 0);
-    EXPECT_EQ(Sandbox::ReadFile("/tmp/kinit"), "1 alice@EXAMPLE.TEST s3cret\n");
     Sandbox::WriteScript("/usr/bin/kinit", "echo 'kinit: Password incorrect'; exit 1");
     EXPECT_EQ(QARNWinsKinit("alice@EXAMPLE.TEST", "wrong"), 1);
     // Closes its input at once: the rest of a long password meets a closed pipe.
     Sandbox::WriteScript("/usr/bin/kinit", "exec 0<&-; exit 3");
     EXPECT_LT(QARNWinsKinit("alice@EXAMPLE.TEST", std::string(1 << 20, 'x').c_str()), 0);
-}
-
-TEST(StringList, GrowsAndIndexes) {
-    QLIBC_SZLIST* list = QLIBCSzListAlloc(1);
-    for (const char* value : {"a", "b", "c"}) EXPECT_GT(QLIBCSzListPush(&list, value), 0);
-    EXPECT_EQ(QLIBCSzListCount(list), 3);
-    EXPECT_STREQ(QLIBCSzListGet(list, 2), "c");
-    EXPECT_EQ(QLIBCSzListGet(list, 3), nullptr);
-    EXPECT_LT(QLIBCSzListPush(&list, nullptr), 0);
-    QLIBCSzListFree(list);
 }
 
 TEST(Unicode, CaseInsensitiveEquality) {

@@ -43,6 +43,8 @@ TEST(Systemd, FailuresAreResultsAndNamed) {
     EXPECT_LT(QARNSystemdServiceStartByReason("QARNWinsJoinDomain", services, &failed), 0);
     ASSERT_EQ(QLIBCSzListCount(failed), 1);
     EXPECT_STREQ(QLIBCSzListGet(failed, 0), "pkg-qarnsamba-nmbd");
+    EXPECT_EQ(QLIBCSzListGet(failed, 1), nullptr);
+    EXPECT_LT(QLIBCSzListPush(&failed, nullptr), 0);
     QLIBCSzListFree(failed);
     Sandbox::Remove("/tmp/failing");
     Sandbox::Remove("/tmp/systemctl.args");

@@ -13,7 +13,6 @@ class ProbeHandler : public AbstractCheckHandler {
   public:
     using AbstractCheckHandler::AbstractCheckHandler;
     using AbstractCheckHandler::SetError;
-    using AbstractCheckHandler::SetSuccess;
     Json::Value& Data() { return m_data; }
 };
 
@@ -59,14 +58,6 @@ TEST(SetError, SendsCodeAndDetails) {
         EXPECT_EQ(MaskHelpLinks(answer.response.GetData(), c.code), ParseJson(c.details));
         EXPECT_TRUE(Sandbox::Logged(" test fail(err code=" + std::to_string(c.code) + ")"));
     }
-}
-
-TEST(SetSuccess, SendsTheGivenResultNotTheFindings) {
-    Answer answer;
-    answer.handler.Data()["ignored"] = 1;
-    answer.handler.SetSuccess(ParseJson(R"({"x": [1]})"));
-    EXPECT_TRUE(answer.response.IsSuccess());
-    EXPECT_EQ(answer.response.GetData(), ParseJson(R"({"x": [1]})"));
 }
 
 }  // namespace

@@ -45,11 +45,9 @@ TEST(GenerateIssue, ReportsTheDescribedError) {
     }
 }
 
-void IgnoreSignal(int) {}
-
 TEST(GenerateIssue, DelaySurvivesSignals) {
     struct sigaction action {};
-    action.sa_handler = IgnoreSignal;
+    action.sa_handler = [](int) {};
     sigaction(SIGUSR1, &action, nullptr);
     pthread_t caller = pthread_self();
     std::thread interrupter([caller] {

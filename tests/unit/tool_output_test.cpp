@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "call.hpp"
 #include "fixture.hpp"
 
 namespace {
@@ -19,10 +20,10 @@ TEST(ToolOutput, ArpingRepliers) {
 }
 
 TEST(ToolOutput, NetLookupAddresses) {
-    Json::Value expected;
-    expected.append("192.0.2.10");
-    EXPECT_EQ(NetLookupAddresses(FixtureLines("net_lookup_kdc.txt")), expected);
-    EXPECT_EQ(NetLookupAddresses(FixtureLines("net_lookup_ldap.txt")), expected);
+    for (const char* fixture : {"net_lookup_kdc.txt", "net_lookup_ldap.txt"}) {
+        EXPECT_EQ(NetLookupAddresses(FixtureLines(fixture)), StringArray({"192.0.2.10"}))
+            << fixture;
+    }
 }
 
 TEST(ToolOutput, NslookupAnswers) {
@@ -45,14 +46,13 @@ TEST(ToolOutput, NslookupAnswers) {
 
 TEST(ToolOutput, RepliesLine) {
     Strings counted;
-    int count = -1;
     for (const std::string& line : FixtureLines("net_ads_search.txt")) {
         if (IsRepliesLine(line)) counted.push_back(line);
     }
     ASSERT_EQ(counted, Strings{"Got 1 replies"});
-    EXPECT_TRUE(ReadReplyCount(counted[0], count));
-    EXPECT_EQ(count, 1);
+    int count = -1;
     EXPECT_FALSE(ReadReplyCount("Got many replies", count));
+    EXPECT_TRUE(ReadReplyCount(counted[0], count) && count == 1);
 }
 
 TEST(ToolOutput, OtherModuleProcesses) {
