@@ -5,7 +5,6 @@
 
 #include "qarn.h"
 #include "sandbox.hpp"
-#include "sz_list.hpp"
 
 namespace {
 
@@ -37,23 +36,6 @@ TEST(Systemd, FailuresAreResultsAndNamed) {
     Sandbox::WriteFile("/tmp/failing", "nmbd\n");
     EXPECT_EQ(QARNSystemdEnableStatusGet("pkg-qarnsamba-nmbd"), 0);
     EXPECT_LT(QARNSystemdReload("pkg-qarnsamba-nmbd"), 0);
-    QLIBC_SZLIST* services =
-        SzList({"pkg-qarnsamba-nmbd", "pkg-qarnsamba-smbd", "pkg-qarnsamba-winbindd"});
-    QLIBC_SZLIST* failed = nullptr;
-    EXPECT_LT(QARNSystemdServiceStartByReason("QARNWinsJoinDomain", services, &failed), 0);
-    ASSERT_EQ(QLIBCSzListCount(failed), 1);
-    EXPECT_STREQ(QLIBCSzListGet(failed, 0), "pkg-qarnsamba-nmbd");
-    EXPECT_EQ(QLIBCSzListGet(failed, 1), nullptr);
-    EXPECT_LT(QLIBCSzListPush(&failed, nullptr), 0);
-    QLIBCSzListFree(failed);
-    Sandbox::Remove("/tmp/failing");
-    Sandbox::Remove("/tmp/systemctl.args");
-    failed = nullptr;
-    EXPECT_EQ(QARNSystemdServiceStopByReason("QARNWinsJoinDomain", services, &failed), 0);
-    EXPECT_EQ(QLIBCSzListCount(failed), 0);
-    EXPECT_EQ(Sandbox::FakeToolArgs("systemctl"), "stop nmbd\nstop smbd\nstop winbind\n");
-    QLIBCSzListFree(failed);
-    QLIBCSzListFree(services);
 }
 
 }  // namespace

