@@ -26,17 +26,17 @@ const int kBareCode = -1;  // SetError(code) without a severity
 
 TEST(SetError, SendsCodeAndDetails) {
     struct {
-        const char* findings;  // answer data before the report
         int severity;
         ErrorCode code;
-        const char* details;  // "L" stands for the code's own help link
-    } cases[] = {{"null", kError, kClockSkewTooGreat, R"({"isPlural": false, "level": 0})"},
-                 {R"({"info": {}, "badValue": 3})", kError, kSMBConfWrongValues,
+        // The answer data before the report; the details sent, "L" for the code's own help link.
+        const char *findings, *details;
+    } cases[] = {{kError, kClockSkewTooGreat, "null", R"({"isPlural": false, "level": 0})"},
+                 {kError, kSMBConfWrongValues, R"({"info": {}, "badValue": 3})",
                   R"({"info": {}, "badValue": 3, "isPlural": false, "level": 0})"},
-                 {R"({"info": {"link": "mine"}})", kError, kWinbindNotAvailable,
+                 {kError, kWinbindNotAvailable, R"({"info": {"link": "mine"}})",
                   R"({"info": {"link": "L"}, "isPlural": false, "level": 0})"},
-                 {R"({"info": {"ip": "x"}})", kCodeOnly, kNTLMBlocked, "null"},
-                 {R"({"info": {"ip": "x"}})", kBareCode, kNoProgressFile, "null"}};
+                 {kCodeOnly, kNTLMBlocked, R"({"info": {"ip": "x"}})", "null"},
+                 {kBareCode, kNoProgressFile, R"({"info": {"ip": "x"}})", "null"}};
     for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(c.code) + " " + c.findings);
         Answer answer;

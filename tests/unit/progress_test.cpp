@@ -62,9 +62,7 @@ TEST(StartProgress, UnwritableFileStillSucceeds) {
 // A joined or bound server, or no server type: no file is written.
 TEST(StartProgress, RefusesWhereNoRunCanStart) {
     struct {
-        const char* security;
-        const char* passwd;
-        const char* params;
+        const char *security, *passwd, *params;
         int code;
     } cases[] = {{"ADS", "files", R"({"server_type": "ldap"})", 1110},
                  {"user", "files ldap", R"({"server_type": "ldap"})", 1110},
@@ -84,15 +82,14 @@ TEST(StartProgress, RefusesWhereNoRunCanStart) {
 TEST(Progress, RefusesBesideAnAbandonedOrBrokenRun) {
     const char* other = R"({"init_time": 100, "runner": "carol"})";
     struct {
-        const char* progress;  // null: no file
+        const char *progress, *params;  // progress null: no file
         QARN::APIEntryFunction entry;
-        const char* params;
         int code;
-    } cases[] = {{other, StartProgress_v1, kDomain, 1112},
-                 {other, UpdateProgress_v1, R"({"init_time": 99})", 1112},
-                 {nullptr, UpdateProgress_v1, "{}", 1113},
-                 {"not json", UpdateProgress_v1, "{}", 1113},
-                 {"[100]", UpdateProgress_v1, "{}", 1113}};
+    } cases[] = {{other, kDomain, StartProgress_v1, 1112},
+                 {other, R"({"init_time": 99})", UpdateProgress_v1, 1112},
+                 {nullptr, "{}", UpdateProgress_v1, 1113},
+                 {"not json", "{}", UpdateProgress_v1, 1113},
+                 {"[100]", "{}", UpdateProgress_v1, 1113}};
     for (const auto& c : cases) {
         const std::string file = c.progress != nullptr ? c.progress : "<none>";
         SCOPED_TRACE(file + " " + c.params);
@@ -122,8 +119,7 @@ TEST(Progress, ActiveRunIsRefused) {
 // Only the run's own file goes, unless forced; a file without an identity is the caller's run.
 TEST(EndProgress, AlwaysAnswersEnd) {
     struct {
-        const char* file;  // null: no progress file
-        const char* params;
+        const char *file, *params;  // file null: no progress file
         bool removed;
     } cases[] = {{R"({"init_time": 100})", R"({"init_time": 1})", false},
                  {R"({"init_time": 100})", R"({"init_time": 1, "force_remove": true})", true},
