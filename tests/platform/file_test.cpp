@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "qarn.h"
 #include "sandbox.hpp"
 
@@ -30,21 +32,17 @@ TEST(FileLock, ExcludesAnotherProcess) {
     EXPECT_LT(QLIBCFileUnlock(0x40), 0);
 }
 
-struct MembershipCase {
-    const char* smbConf;
-    int joined;
-    int directoryServer;
-};
-
 TEST(Membership, ReadFromSambaSettings) {
-    for (const MembershipCase& c : {MembershipCase{"security = ads\n", 1, 0},
-                                    {"security = domain\n", 1, 0},
-                                    {"security = user\n", 0, 0},
-                                    {"server role = active directory domain controller\n", 0, 1},
-                                    {"", 0, 0}}) {
-        Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + c.smbConf);
-        EXPECT_EQ(QARNWinsIsJoined() != 0, c.joined != 0) << c.smbConf;
-        EXPECT_EQ(QARNWinsIsQarnADS() != 0, c.directoryServer != 0) << c.smbConf;
+    const std::tuple<const char*, bool, bool> cases[] = {
+        {"security = ads", true, false},
+        {"security = domain", true, false},
+        {"security = user", false, false},
+        {"", false, false},
+        {"server role = active directory domain controller", false, true}};
+    for (auto [setting, joined, directoryServer] : cases) {
+        Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + setting + "\n");
+        EXPECT_EQ(QARNWinsIsJoined() != 0, joined) << setting;
+        EXPECT_EQ(QARNWinsIsQarnADS() != 0, directoryServer) << setting;
     }
 }
 
