@@ -26,14 +26,12 @@ TEST(Popen, RefusesWhatCannotRunAndTakesAnArgumentList) {
 }
 
 TEST(Exec, ReturnsTheExitStatus) {
-    Sandbox::WriteScript(kScript, "echo \"$#:$*\" > /tmp/args; exit $1");
+    Sandbox::WriteScript(kScript, "echo \"$#:$*\" >> /tmp/args; exit $1");
     EXPECT_EQ(QLIBCExec(kScript, "0", nullptr, "ignored", nullptr), 0);
-    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "1:0\n");
     EXPECT_EQ(QLIBCExec(kScript, "4", "b", "c", "d"), 4);
-    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "4:4 b c d\n");
-    EXPECT_LT(QLIBCExec("/nonexistent", nullptr, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(QLIBCExecl(kScript, QLIBC_EXEC_QUIET, "7", "x", nullptr), 7);
-    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "2:7 x\n");
+    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "1:0\n4:4 b c d\n2:7 x\n");
+    EXPECT_LT(QLIBCExec("/nonexistent", nullptr, nullptr, nullptr, nullptr), 0);
     // A signalled program is negative.
     Sandbox::WriteScript(kScript, "kill -9 $$");
     EXPECT_LT(QLIBCExec(kScript, nullptr, nullptr, nullptr, nullptr), 0);
@@ -65,10 +63,8 @@ TEST(Spawn, EveryEndAndBound) {
     EXPECT_EQ(platform::Run({"/nonexistent"}, "", none).kind, Kind::kNotStarted);
 }
 
-TEST(Kinit, PasswordGoesOnStdinAndAToolThatStopsReadingDoesNotHurt) {
-    Sandbox::WriteScript("/usr/bin/kinit",
-                         "read pw; [ \"$# $1 $pw\" = '1 alice@EXAMPLE.TEST s3cret' ]");
-    EXPECT_EQ(QARNWinsKinit("alice@EXAMPLE.TEST", "s3cret"), 0);
+// The password on stdin is the Kerberos settings' tests.
+TEST(Kinit, AWrongPasswordIsOneAndAToolThatStopsReadingDoesNotHurt) {
     Sandbox::WriteScript("/usr/bin/kinit", "echo 'kinit: Password incorrect'; exit 1");
     EXPECT_EQ(QARNWinsKinit("alice@EXAMPLE.TEST", "wrong"), 1);
     // Closes its input at once: the rest of a long password meets a closed pipe.

@@ -97,9 +97,9 @@ TEST(ExecuteCmdLines, CollectsLinesOfTheLastRunInTheMode) {
 // Only the wanted key of the lines the filter keeps; a failure keeps the list as it was.
 TEST(ExecuteCmdGetKeyValues, TakesOnlyTheWantedKeyAndKeepsTheListOnFailure) {
     WriteTool(
-        "echo 'LDAP server name: dc1'\necho 'Server_time_offset: -12'\n"
-        "echo '#Server_time_offset: 5'\necho 'server_time_offset = 9'\necho 'Server_time_offset: "
-        "7'");
+        "echo 'LDAP server name: dc1'; echo 'Server_time_offset: -12'; echo 'Server_time_offset: "
+        "7'\n"
+        "echo '#Server_time_offset: 5'; echo 'server_time_offset = 9'");
     auto skip = [](std::string line) { return line.find('7') != std::string::npos; };
     Lines values{"earlier"};
     int status = -1;
