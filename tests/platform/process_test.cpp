@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "qarn.h"
 #include "qlibc.h"
@@ -42,22 +43,19 @@ TEST(Spawn, EveryEndAndBound) {
     Sandbox::WriteScript(kScript,
                          "read x; echo \"$x$x\"; case $x in kill) kill -9 $$;; "
                          "sleep) sleep 5;; quiet) exec >&- 2>&-; sleep 5;; esac; exit 4");
-    struct {
-        const char *input, *output;
-        platform::Limits limits;
-        Kind kind;
-        int value;
-    } cases[] = {{"ab\n", "abab\n", {}, Kind::kExited, 4},
-                 {"ab\n", "aba", {0, 3}, Kind::kOutputCapped, 0},
-                 {"kill\n", "killkill\n", {}, Kind::kSignaled, 9},
-                 {"sleep\n", "sleepsleep\n", {1, 0}, Kind::kTimedOut, 0},
-                 {"quiet\n", "quietquiet\n", {1, 0}, Kind::kTimedOut, 0}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.input);
+    // The input, the output, the limits, how it ends and the exit status or signal.
+    const std::tuple<const char*, const char*, platform::Limits, Kind, int> cases[] = {
+        {"ab\n", "abab\n", {}, Kind::kExited, 4},
+        {"ab\n", "aba", {0, 3}, Kind::kOutputCapped, 0},
+        {"kill\n", "killkill\n", {}, Kind::kSignaled, 9},
+        {"sleep\n", "sleepsleep\n", {1, 0}, Kind::kTimedOut, 0},
+        {"quiet\n", "quietquiet\n", {1, 0}, Kind::kTimedOut, 0}};
+    for (const auto& [input, expected, limits, kind, value] : cases) {
+        SCOPED_TRACE(input);
         std::string output;
-        platform::RunResult result = platform::Run({kScript}, c.input, output, c.limits);
-        EXPECT_EQ(std::make_pair(result.kind, result.value), std::make_pair(c.kind, c.value));
-        EXPECT_EQ(output, c.output);
+        platform::RunResult result = platform::Run({kScript}, input, output, limits);
+        EXPECT_EQ(std::make_pair(result.kind, result.value), std::make_pair(kind, value));
+        EXPECT_EQ(output, expected);
     }
     std::string none;
     EXPECT_EQ(platform::Run({"/nonexistent"}, "", none).kind, Kind::kNotStarted);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "call.hpp"
 #include "sandbox.hpp"
 #include "unit_help_links.hpp"
@@ -25,32 +27,30 @@ struct Answer {
 const int kBareCode = -1;  // SetError(code) without a severity
 
 TEST(SetError, SendsCodeAndDetails) {
-    struct {
-        int severity;
-        ErrorCode code;
-        // The answer data before the report; the details sent, "L" for the code's own help link.
-        const char *findings, *details;
-    } cases[] = {{kError, kClockSkewTooGreat, "null", R"({"isPlural": false, "level": 0})"},
-                 {kError, kSMBConfWrongValues, R"({"info": {}, "badValue": 3})",
-                  R"({"info": {}, "badValue": 3, "isPlural": false, "level": 0})"},
-                 {kError, kWinbindNotAvailable, R"({"info": {"link": "mine"}})",
-                  R"({"info": {"link": "L"}, "isPlural": false, "level": 0})"},
-                 {kCodeOnly, kNTLMBlocked, R"({"info": {"ip": "x"}})", "null"},
-                 {kBareCode, kNoProgressFile, R"({"info": {"ip": "x"}})", "null"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.code) + " " + c.findings);
+    // The severity, the code, the answer data before the report and the details sent ("L": the
+    // code's own help link).
+    const std::tuple<int, ErrorCode, const char*, const char*> cases[] = {
+        {kError, kClockSkewTooGreat, "null", R"({"isPlural": false, "level": 0})"},
+        {kError, kSMBConfWrongValues, R"({"info": {}, "badValue": 3})",
+         R"({"info": {}, "badValue": 3, "isPlural": false, "level": 0})"},
+        {kError, kWinbindNotAvailable, R"({"info": {"link": "mine"}})",
+         R"({"info": {"link": "L"}, "isPlural": false, "level": 0})"},
+        {kCodeOnly, kNTLMBlocked, R"({"info": {"ip": "x"}})", "null"},
+        {kBareCode, kNoProgressFile, R"({"info": {"ip": "x"}})", "null"}};
+    for (auto [severity, code, findings, details] : cases) {
+        SCOPED_TRACE(std::to_string(code) + " " + findings);
         Answer answer;
-        answer.handler.Data() = ParseJson(c.findings);
-        if (c.severity == kBareCode) {
-            answer.handler.SetError(c.code);
+        answer.handler.Data() = ParseJson(findings);
+        if (severity == kBareCode) {
+            answer.handler.SetError(code);
         } else {
-            answer.handler.SetError(static_cast<ErrorSeverity>(c.severity), c.code);
+            answer.handler.SetError(static_cast<ErrorSeverity>(severity), code);
         }
         ASSERT_TRUE(answer.response.IsAnswered());
         EXPECT_FALSE(answer.response.IsSuccess());
-        EXPECT_EQ(answer.response.GetErrorCode(), c.code);
-        EXPECT_EQ(MaskHelpLinks(answer.response.GetData(), c.code), ParseJson(c.details));
-        EXPECT_TRUE(Sandbox::Logged(" test fail(err code=" + std::to_string(c.code) + ")"));
+        EXPECT_EQ(answer.response.GetErrorCode(), code);
+        EXPECT_EQ(MaskHelpLinks(answer.response.GetData(), code), ParseJson(details));
+        EXPECT_TRUE(Sandbox::Logged(" test fail(err code=" + std::to_string(code) + ")"));
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <string>
+#include <tuple>
 
 #include "api_table.hpp"
 #include "call.hpp"
@@ -15,11 +16,8 @@ namespace {
 const int kPasses = -1;  // success with null
 
 TEST(GenerateIssue, ReportsTheDescribedError) {
-    struct {
-        const char* params;
-        int code;
-        const char* details;  // "L" stands for the code's own help link
-    } cases[] = {
+    // The parameters, the code and the details ("L": the code's own help link).
+    const std::tuple<const char*, int, const char*> cases[] = {
         {"{}", 0, R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
         // Any level but 0 is a warning.
         {R"({"errCode": 1034, "level": 5})", 1034,
@@ -37,13 +35,13 @@ TEST(GenerateIssue, ReportsTheDescribedError) {
          R"({"info": {"pass_test": true}, "isPlural": false, "level": 0})"},
         {R"({"errCode": 1086, "isPlural": true, "data": {"pass_test": true, "link": "x"}})",
          kPasses, "null"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.params);
-        QARN::APIResponse response = CallEntry(GenerateIssue_v1, ParseJson(c.params));
+    for (auto [params, code, details] : cases) {
+        SCOPED_TRACE(params);
+        QARN::APIResponse response = CallEntry(GenerateIssue_v1, ParseJson(params));
         ASSERT_TRUE(response.IsAnswered());
-        ASSERT_EQ(response.IsSuccess(), c.code == kPasses);
-        EXPECT_EQ(response.GetErrorCode(), c.code == kPasses ? 0 : c.code);
-        EXPECT_EQ(MaskHelpLinks(response.GetData(), c.code), ParseJson(c.details));
+        ASSERT_EQ(response.IsSuccess(), code == kPasses);
+        EXPECT_EQ(response.GetErrorCode(), code == kPasses ? 0 : code);
+        EXPECT_EQ(MaskHelpLinks(response.GetData(), code), ParseJson(details));
     }
 }
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "qlibc.h"
 #include "sandbox.hpp"
 #include "util.hpp"
@@ -51,23 +53,22 @@ TEST(ExecuteCmd, BadArgumentsLeaveTheStatus) {
 }
 
 TEST(ExecuteCmd, RetriesOnlyTheTimeLimit) {
-    struct {
-        const char* body;  // null: the program does not exist
-        int attempts, limit, status, runs;
-    } cases[] = {{"sleep 5", 3, 1, 124, 3},
-                 {"exit 1", 3, 5, 1, 1},
-                 {"exit 0", 3, 5, 0, 1},
-                 {nullptr, 2, 0, 124, 0},
-                 {"exit 0", 0, 0, 124, 0}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
-        WriteTool(c.body != nullptr ? c.body : "");
-        if (c.body == nullptr) Sandbox::Remove(kTool);
+    // A null body: the program does not exist.
+    const std::tuple<const char*, int, int, int, int> cases[] = {{"sleep 5", 3, 1, 124, 3},
+                                                                 {"exit 1", 3, 5, 1, 1},
+                                                                 {"exit 0", 3, 5, 0, 1},
+                                                                 {nullptr, 2, 0, 124, 0},
+                                                                 {"exit 0", 0, 0, 124, 0}};
+    for (const auto& [body, attempts, limit, expected, runs] : cases) {
+        SCOPED_TRACE(std::string(body != nullptr ? body : "missing") + " " +
+                     std::to_string(attempts));
+        WriteTool(body != nullptr ? body : "");
+        if (body == nullptr) Sandbox::Remove(kTool);
         int status = -7;
-        EXPECT_EQ(ExecuteCmd({kTool}, nullptr, &status, c.attempts, c.limit), c.status == 0);
-        EXPECT_EQ(status, c.status);
-        std::string runs = Sandbox::FakeToolArgs("tool");
-        EXPECT_EQ(std::count(runs.begin(), runs.end(), '\n'), c.runs);
+        EXPECT_EQ(ExecuteCmd({kTool}, nullptr, &status, attempts, limit), expected == 0);
+        EXPECT_EQ(status, expected);
+        std::string ran = Sandbox::FakeToolArgs("tool");
+        EXPECT_EQ(std::count(ran.begin(), ran.end(), '\n'), runs);
     }
 }
 
@@ -76,21 +77,17 @@ TEST(ExecuteCmdLines, CollectsLinesOfTheLastRunInTheMode) {
         "if [ ! -e /tmp/once ]; then touch /tmp/once; echo first; exit 3; fi\n"
         "echo second; printf 'no newline'";
     const std::string outAndErr = "echo out; echo err >&2";
-    struct {
-        int attempts, status;
-        const char* mode;
-        std::string body;
-        Lines lines;
-    } cases[] = {{2, 0, "r", failsOnce, {"second", "no newline"}},
-                 {1, 0, "r", outAndErr, {"out"}},
-                 {1, 0, "rB", outAndErr, {"out", "err"}},
-                 {0, -1, "r", "exit 0", {}}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.body + " " + c.mode);
-        WriteTool(c.body);
+    const std::tuple<int, int, const char*, std::string, Lines> cases[] = {
+        {2, 0, "r", failsOnce, {"second", "no newline"}},
+        {1, 0, "r", outAndErr, {"out"}},
+        {1, 0, "rB", outAndErr, {"out", "err"}},
+        {0, -1, "r", "exit 0", {}}};
+    for (const auto& [attempts, expected, mode, body, lines] : cases) {
+        SCOPED_TRACE(body + " " + mode);
+        WriteTool(body);
         int status = 5;
-        EXPECT_EQ(ExecuteCmd(kTool, {}, &status, c.attempts, 10, c.mode), c.lines);
-        EXPECT_EQ(status, c.status);
+        EXPECT_EQ(ExecuteCmd(kTool, {}, &status, attempts, 10, mode), lines);
+        EXPECT_EQ(status, expected);
     }
 }
 
@@ -119,23 +116,19 @@ TEST(ExecuteCmdGetMaps, SplitsKeysAndKeepsOnlyACompleteRun) {
     const std::string slowFirstRun = "echo \"run = $(wc -l < " + kRuns + ")\"\nif [ \"$(wc -l < " +
                                      kRuns + ")\" -lt 2 ]; then sleep 5; fi";
     const KeyValuesMap old{{"old", {"kept"}}};
-    struct {
-        int attempts, limit, status;
-        std::string body;
-        KeyValuesMap result;
-    } cases[] = {
+    const std::tuple<int, int, int, std::string, KeyValuesMap> cases[] = {
         {1, 10, 0, pairs, {{"old", {"kept"}}, {"a", {"1", "2"}}, {"b: x", {"y"}}, {"c", {"3"}}}},
         {2, 1, 124, "echo 'a = 1'; sleep 5", old},
         {3, 1, 0, slowFirstRun, {{"run", {"2"}}}}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.body);
-        WriteTool(c.body);
+    for (const auto& [attempts, limit, expected, body, map] : cases) {
+        SCOPED_TRACE(body);
+        WriteTool(body);
         KeyValuesMap result = old;
         int status = -1;
-        EXPECT_EQ(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, c.attempts, c.limit),
-                  c.status == 0);
-        EXPECT_EQ(status, c.status);
-        EXPECT_EQ(result, c.result);
+        EXPECT_EQ(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, attempts, limit),
+                  expected == 0);
+        EXPECT_EQ(status, expected);
+        EXPECT_EQ(result, map);
     }
 }
 

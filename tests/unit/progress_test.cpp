@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <time.h>
 
+#include <tuple>
+
 #include "api_table.hpp"
 #include "call.hpp"
 #include "sandbox.hpp"
@@ -59,18 +61,16 @@ TEST(StartProgress, UnwritableFileStillSucceeds) {
 
 // A joined or bound server, or no server type: no file is written.
 TEST(StartProgress, RefusesWhereNoRunCanStart) {
-    struct {
-        const char *security, *passwd, *params;
-        int code;
-    } cases[] = {{"ADS", "files", R"({"server_type": "ldap"})", 1110},
-                 {"user", "files ldap", R"({"server_type": "ldap"})", 1110},
-                 {"user", "files winbind # ldap", "{}", 501}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.security) + " " + c.passwd);
+    const std::tuple<const char*, const char*, const char*, int> cases[] = {
+        {"ADS", "files", R"({"server_type": "ldap"})", 1110},
+        {"user", "files ldap", R"({"server_type": "ldap"})", 1110},
+        {"user", "files winbind # ldap", "{}", 501}};
+    for (auto [security, passwd, params, code] : cases) {
+        SCOPED_TRACE(std::string(security) + " " + passwd);
         Sandbox::WriteFile("/etc/samba/smb.conf",
-                           std::string("[global]\n\tsecurity = ") + c.security + "\n");
-        Sandbox::WriteFile("/etc/nsswitch.conf", std::string("passwd: ") + c.passwd + "\n");
-        ExpectAnswer(CallEntry(StartProgress_v1, ParseJson(c.params)), c.code, Json::Value());
+                           std::string("[global]\n\tsecurity = ") + security + "\n");
+        Sandbox::WriteFile("/etc/nsswitch.conf", std::string("passwd: ") + passwd + "\n");
+        ExpectAnswer(CallEntry(StartProgress_v1, ParseJson(params)), code, Json::Value());
         EXPECT_FALSE(Sandbox::Exists(kProgressFile));
     }
 }
@@ -79,24 +79,20 @@ TEST(StartProgress, RefusesWhereNoRunCanStart) {
 // file refuses updates. The file stays as it was.
 TEST(Progress, RefusesBesideAnAbandonedOrBrokenRun) {
     const char* other = R"({"init_time": 100, "runner": "carol"})";
-    struct {
-        const char *progress, *params;  // progress null: no file
-        QARN::APIEntryFunction entry;
-        int code;
-    } cases[] = {{other, kDomain, StartProgress_v1, 1112},
-                 {other, R"({"init_time": 99})", UpdateProgress_v1, 1112},
-                 {nullptr, "{}", UpdateProgress_v1, 1113},
-                 {"not json", "{}", UpdateProgress_v1, 1113},
-                 {"[100]", "{}", UpdateProgress_v1, 1113}};
-    for (const auto& c : cases) {
-        const std::string file = c.progress != nullptr ? c.progress : "<none>";
-        SCOPED_TRACE(file + " " + c.params);
+    // The progress file ("": none), the call and its parameters, the code.
+    const std::tuple<const char*, QARN::APIEntryFunction, const char*, int> cases[] = {
+        {other, StartProgress_v1, kDomain, 1112},
+        {other, UpdateProgress_v1, R"({"init_time": 99})", 1112},
+        {"", UpdateProgress_v1, "{}", 1113},
+        {"not json", UpdateProgress_v1, "{}", 1113},
+        {"[100]", UpdateProgress_v1, "{}", 1113}};
+    for (auto [file, entry, params, code] : cases) {
+        SCOPED_TRACE(std::string(file) + " " + params);
         Sandbox::Remove(kProgressFile);
-        if (c.progress != nullptr) WriteProgress(c.progress);
-        ExpectAnswer(CallEntry(c.entry, ParseJson(c.params)), c.code,
-                     c.code == 1112 ? ParseJson(file) : Json::Value());
-        EXPECT_EQ(Sandbox::Exists(kProgressFile) ? Sandbox::ReadFile(kProgressFile) : "<none>",
-                  file);
+        if (*file != '\0') WriteProgress(file);
+        ExpectAnswer(CallEntry(entry, ParseJson(params)), code,
+                     code == 1112 ? ParseJson(file) : Json::Value());
+        EXPECT_EQ(Sandbox::ReadFile(kProgressFile), file);
     }
 }
 
@@ -116,20 +112,19 @@ TEST(Progress, ActiveRunIsRefused) {
 
 // Only the run's own file goes, unless forced; a file without an identity is the caller's run.
 TEST(EndProgress, AlwaysAnswersEnd) {
-    struct {
-        const char *file, *params;  // file null: no progress file
-        bool removed;
-    } cases[] = {{R"({"init_time": 100})", R"({"init_time": 1})", false},
-                 {R"({"init_time": 100})", R"({"init_time": 1, "force_remove": true})", true},
-                 {R"({"server_type": "ldap"})", "{}", true},
-                 {nullptr, "{}", false}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.file != nullptr ? c.file : "no file") + " " + c.params);
+    // The progress file ("": none), the parameters, whether the file stays.
+    const std::tuple<const char*, const char*, bool> cases[] = {
+        {R"({"init_time": 100})", R"({"init_time": 1})", true},
+        {R"({"init_time": 100})", R"({"init_time": 1, "force_remove": true})", false},
+        {R"({"server_type": "ldap"})", "{}", false},
+        {"", "{}", false}};
+    for (auto [file, params, stays] : cases) {
+        SCOPED_TRACE(std::string(file) + " " + params);
         Sandbox::Remove(kProgressFile);
-        if (c.file != nullptr) WriteProgress(c.file);
-        ExpectAnswer(CallEntry(EndProgress_v1, ParseJson(c.params)), 0,
+        if (*file != '\0') WriteProgress(file);
+        ExpectAnswer(CallEntry(EndProgress_v1, ParseJson(params)), 0,
                      ParseJson(R"({"isProgressEnd": true})"));
-        EXPECT_EQ(Sandbox::Exists(kProgressFile), c.file != nullptr && !c.removed);
+        EXPECT_EQ(Sandbox::Exists(kProgressFile), stays);
     }
 }
 
