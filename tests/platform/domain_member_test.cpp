@@ -10,13 +10,18 @@ namespace {
 const char kSmbConf[] = "/etc/samba/smb.conf";
 
 // Only the global section is read (keys without regard to case, continued lines joined) and
-// rewritten in place; the rest of the file stays.
+// rewritten in place, or put on top when there is none; the rest of the file stays.
 TEST(SmbConfGlobal, ReadAndRewrittenInPlace) {
     const std::string head = "# Samba of nas01\n[global]\n\tworkgroup = OLD\n";
     const std::string share = "\n[share]\n\tpath = /srv/share\n\tsecurity = share-level text\n";
     Sandbox::Remove(kSmbConf);
     QLIBC_SZHASH* global = QLIBCSzHashAlloc(1024);
     EXPECT_LT(QARNSMBConfGlobalGet(global), 0);  // no file
+    Sandbox::WriteFile(kSmbConf, "[share]\n\tpath = /srv\n");
+    QLIBCSzHashSetValue(global, "workgroup", "EXAMPLE");
+    EXPECT_EQ(QARNSMBConfGlobalSet(global), 0);
+    EXPECT_EQ(Sandbox::ReadFile(kSmbConf),
+              "[global]\n\tworkgroup = EXAMPLE\n[share]\n\tpath = /srv\n");
     Sandbox::WriteFile(kSmbConf,
                        head +
                            "  Client  NTLMv2 Auth = no\n; a comment inside\n\tsecurity = user\n" +
@@ -38,16 +43,6 @@ TEST(SmbConfGlobal, ReadAndRewrittenInPlace) {
     QLIBCSzHashSetValue(global, "realm", "X\n[evil]");
     EXPECT_LT(QARNSMBConfGlobalSet(global), 0);
     EXPECT_EQ(Sandbox::ReadFile(kSmbConf), written);
-    QLIBCSzHashFree(global);
-}
-
-TEST(SmbConfGlobal, AFileWithoutGlobalGetsOneOnTop) {
-    Sandbox::WriteFile(kSmbConf, "[share]\n\tpath = /srv\n");
-    QLIBC_SZHASH* global = QLIBCSzHashAlloc(4);
-    QLIBCSzHashSetValue(global, "workgroup", "EXAMPLE");
-    EXPECT_EQ(QARNSMBConfGlobalSet(global), 0);
-    EXPECT_EQ(Sandbox::ReadFile(kSmbConf),
-              "[global]\n\tworkgroup = EXAMPLE\n[share]\n\tpath = /srv\n");
     QLIBCSzHashFree(global);
 }
 

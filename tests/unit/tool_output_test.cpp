@@ -13,10 +13,9 @@ namespace {
 using Strings = std::vector<std::string>;
 
 TEST(ToolOutput, ArpingRepliers) {
-    for (auto [fixture, repliers] : {std::pair<const char*, size_t>{"arping_none.txt", 0},
-                                     {"arping_one.txt", 1},
-                                     {"arping_two.txt", 2}}) {
-        EXPECT_EQ(CountRepliers(FixtureLines(fixture)), repliers) << fixture;
+    const char* fixtures[] = {"arping_none.txt", "arping_one.txt", "arping_two.txt"};
+    for (size_t repliers = 0; repliers < std::size(fixtures); ++repliers) {
+        EXPECT_EQ(CountRepliers(FixtureLines(fixtures[repliers])), repliers) << repliers;
     }
 }
 
