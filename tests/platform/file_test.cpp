@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(Files, KeyValueAndExistence) {
+TEST(Files, SambaSettings) {
     Sandbox::WriteFile("/etc/samba/smb.conf",
                        "[global]\n# security = domain\n  security = ads\n"
                        "\tpassword server = \"dc1.example.test, dc2\"\n");
@@ -20,19 +20,7 @@ TEST(Files, KeyValueAndExistence) {
     EXPECT_LT(QLIBCFileGetKeyValue("/etc/samba/none.conf", "realm", buffer, 16, 0), 0);
     EXPECT_EQ(QLIBCFileExist("/etc/samba/smb.conf"), 1);
     EXPECT_EQ(QLIBCFileExist("/etc/samba/none.conf"), 0);
-}
-
-TEST(FileLock, ExcludesAnotherProcess) {
-    const std::vector<std::string> tryLock = {"/usr/bin/flock", "-n", "/run/lock/qarn-64.lock",
-                                              "/bin/true"};
-    ASSERT_EQ(QLIBCFileLock(0x46, 10), 0);
-    EXPECT_EQ(Sandbox::Run(tryLock), 1);
-    EXPECT_EQ(QLIBCFileUnlock(0x40), 0);
-    EXPECT_EQ(Sandbox::Run(tryLock), 0);
-    EXPECT_LT(QLIBCFileUnlock(0x40), 0);
-}
-
-TEST(Membership, ReadFromSambaSettings) {
+    // Membership as Samba's settings state it.
     const std::tuple<const char*, bool, bool> cases[] = {
         {"security = ads", true, false},
         {"security = domain", true, false},
@@ -44,6 +32,16 @@ TEST(Membership, ReadFromSambaSettings) {
         EXPECT_EQ(QARNWinsIsJoined() != 0, joined) << setting;
         EXPECT_EQ(QARNWinsIsQarnADS() != 0, directoryServer) << setting;
     }
+}
+
+TEST(FileLock, ExcludesAnotherProcess) {
+    const std::vector<std::string> tryLock = {"/usr/bin/flock", "-n", "/run/lock/qarn-64.lock",
+                                              "/bin/true"};
+    ASSERT_EQ(QLIBCFileLock(0x46, 10), 0);
+    EXPECT_EQ(Sandbox::Run(tryLock), 1);
+    EXPECT_EQ(QLIBCFileUnlock(0x40), 0);
+    EXPECT_EQ(Sandbox::Run(tryLock), 0);
+    EXPECT_LT(QLIBCFileUnlock(0x40), 0);
 }
 
 }  // namespace

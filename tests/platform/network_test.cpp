@@ -19,7 +19,8 @@ std::string DNSSetting(int size = 20) {
     return buffer.c_str();
 }
 
-TEST(DNSGet, JoinsWholeEntriesThatFit) {
+// Reading joins the entries that fit whole.
+TEST(DNS, ReadAndWritten) {
     Sandbox::WriteFile(
         kResolvConf, "# x\nnameserver 192.0.2.1\n nameserver\t192.0.2.2\nnameserver 192.0.2.33\n");
     EXPECT_EQ(DNSSetting(), "192.0.2.1,192.0.2.2");
@@ -28,10 +29,8 @@ TEST(DNSGet, JoinsWholeEntriesThatFit) {
     EXPECT_EQ(DNSSetting(), "<failed>");
     Sandbox::WriteFile(kResolvConf, "search ex.test\n");
     EXPECT_EQ(DNSSetting(), "<failed>");
-}
-
-// Rewrites the file the link points to and keeps its other lines; an unsafe entry changes nothing.
-TEST(DNSListSet, RewritesTheLinkedFileOrNothing) {
+    // A new list rewrites the file the link points to and keeps its other lines; an unsafe entry
+    // changes nothing.
     Sandbox::WriteFile("/run/resolvconf/resolv.conf", "search ex.test\nnameserver 192.0.2.1\n");
     Sandbox::Link("/run/resolvconf/resolv.conf", kResolvConf);
     QLIBC_SZLIST* list = SzList({"192.0.2.53", "2001:db8::53"});

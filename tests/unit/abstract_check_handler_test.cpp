@@ -18,12 +18,6 @@ class ProbeHandler : public AbstractCheckHandler {
     Json::Value& Data() { return m_data; }
 };
 
-struct Answer {
-    QARN::APIRequest request{"api", "method", 1, Json::Value(), "admin", "127.0.0.1"};
-    QARN::APIResponse response;
-    ProbeHandler handler{&request, &response};
-};
-
 const int kBareCode = -1;  // SetError(code) without a severity
 
 TEST(SetError, SendsCodeAndDetails) {
@@ -39,17 +33,19 @@ TEST(SetError, SendsCodeAndDetails) {
         {kBareCode, kNoProgressFile, R"({"info": {"ip": "x"}})", "null"}};
     for (auto [severity, code, findings, details] : cases) {
         SCOPED_TRACE(std::to_string(code) + " " + findings);
-        Answer answer;
-        answer.handler.Data() = ParseJson(findings);
+        QARN::APIRequest request("api", "method", 1, Json::Value(), "admin", "127.0.0.1");
+        QARN::APIResponse response;
+        ProbeHandler handler(&request, &response);
+        handler.Data() = ParseJson(findings);
         if (severity == kBareCode) {
-            answer.handler.SetError(code);
+            handler.SetError(code);
         } else {
-            answer.handler.SetError(static_cast<ErrorSeverity>(severity), code);
+            handler.SetError(static_cast<ErrorSeverity>(severity), code);
         }
-        ASSERT_TRUE(answer.response.IsAnswered());
-        EXPECT_FALSE(answer.response.IsSuccess());
-        EXPECT_EQ(answer.response.GetErrorCode(), code);
-        EXPECT_EQ(MaskHelpLinks(answer.response.GetData(), code), ParseJson(details));
+        ASSERT_TRUE(response.IsAnswered());
+        EXPECT_FALSE(response.IsSuccess());
+        EXPECT_EQ(response.GetErrorCode(), code);
+        EXPECT_EQ(MaskHelpLinks(response.GetData(), code), ParseJson(details));
         EXPECT_TRUE(Sandbox::Logged(" test fail(err code=" + std::to_string(code) + ")"));
     }
 }

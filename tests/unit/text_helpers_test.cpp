@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(StripWhitespaces, RemovesBlanksAndQuotesAtBothEnds) {
+TEST(TextPieces, StripAndSplit) {
     const std::pair<std::string, std::string> cases[] = {{"\" a b \"", "a b"},
                                                          {"\t\r\n a b \n", "a b"},
                                                          {" \"\" \t", ""},
@@ -17,9 +17,7 @@ TEST(StripWhitespaces, RemovesBlanksAndQuotesAtBothEnds) {
         StripWhitespaces(text);
         EXPECT_EQ(text, expected);
     }
-}
-
-TEST(SplitString, FollowsTheStreamLineReader) {
+    // Splitting follows the stream line reader; a filter strips and drops pieces.
     auto keepNonEmpty = [](std::string& piece) {
         StripWhitespaces(piece);
         return !piece.empty();
