@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "call.hpp"
 #include "sandbox.hpp"
@@ -78,14 +77,6 @@ TEST(JsonArrays, RemoveDuplicatesAndConcat) {
               ParseJson(R"(["b", "c", "d"])"));
     EXPECT_EQ(ConcatJsonArray(array, array, Json::Value()),
               ParseJson(R"(["a", "b", "c", "a", "b", "c"])"));
-}
-
-// Written for all to read; reading back and the failures are the progress file's tests.
-TEST(JsonToFile, WritesAFileAllCanRead) {
-    ASSERT_TRUE(JsonToFile(ParseJson(R"({"init_time": 100})"), "/tmp/value.json"));
-    struct stat written;
-    ASSERT_EQ(0, stat("/tmp/value.json", &written));
-    EXPECT_EQ(0644u, written.st_mode & 07777);
 }
 
 }  // namespace

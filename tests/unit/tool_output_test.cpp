@@ -20,10 +20,7 @@ TEST(ToolOutput, ArpingRepliers) {
 }
 
 TEST(ToolOutput, NetLookupAddresses) {
-    for (const char* fixture : {"net_lookup_kdc.txt", "net_lookup_ldap.txt"}) {
-        EXPECT_EQ(NetLookupAddresses(FixtureLines(fixture)), StringArray({"192.0.2.10"}))
-            << fixture;
-    }
+    EXPECT_EQ(NetLookupAddresses(FixtureLines("net_lookup_kdc.txt")), StringArray({"192.0.2.10"}));
 }
 
 TEST(ToolOutput, NslookupAnswers) {
