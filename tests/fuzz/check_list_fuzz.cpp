@@ -1,7 +1,7 @@
 // A check list as the runner reads it, each check's parameters resolved against the document
 // itself as inputs and as every check's answer.
 #include "check_list.hpp"
-#include "fuzz_input.hpp"
+#include "unit_fuzz_input.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Json::Value document;

@@ -1,8 +1,8 @@
 // The host's request words (NUL-separated), --params JSON and NAME=VALUE, and the runner's
 // NAME=VALUE secret lines.
 #include "command_line.hpp"
-#include "fuzz_input.hpp"
 #include "secret_input.hpp"
+#include "unit_fuzz_input.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text = Text(data, size);

@@ -1,8 +1,8 @@
 // The LDAP result cache as the entry checks read it: a file, one or two passes.
 #include <fstream>
 
-#include "fuzz_input.hpp"
 #include "ldap_cache_reader.hpp"
+#include "unit_fuzz_input.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const std::string path = ScratchFile("LDAP_result_user.json");

@@ -2,8 +2,8 @@
 // planning of "net ads auth" and "net ads info", the lines it reads back; qarnsyncdctime's
 // time and host-list parsers.
 #include "dc_time.hpp"
-#include "fuzz_input.hpp"
 #include "net_front.hpp"
+#include "unit_fuzz_input.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text = Text(data, size);

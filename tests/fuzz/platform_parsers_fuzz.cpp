@@ -2,8 +2,8 @@
 // resolv.conf, /proc/net/route, nsswitch.conf.
 #include <sstream>
 
-#include "fuzz_input.hpp"
 #include "parsers.hpp"
+#include "unit_fuzz_input.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text = Text(data, size);

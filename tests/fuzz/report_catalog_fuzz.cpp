@@ -2,8 +2,9 @@
 // and the runner's records, through the report builder.
 #include <deque>
 
-#include "fuzz_input.hpp"
+#include "api_response.hpp"
 #include "report_builder.hpp"
+#include "unit_fuzz_input.hpp"
 
 namespace {
 
@@ -11,19 +12,18 @@ std::string TextOf(const Json::Value& node, const char* key) {
     return node[key].isString() ? node[key].asString() : "";
 }
 
-// The reply the host gives: success with any data, or a 32-bit code with the module's details
-// (an object or null); none when the check could not be called.
+// The reply the host gives: the module's answer as the web API shapes it, with a 32-bit code and
+// details that are an object or null; none when the check could not be called.
 Json::Value Reply(const Json::Value& node) {
-    Json::Value reply(Json::objectValue);
     if (!node.isMember("success")) return Json::Value();
-    reply["success"] = node["success"].isBool() && node["success"].asBool();
-    if (reply["success"].asBool()) {
-        reply["data"] = node["data"];
-        return reply;
+    QARN::APIResponse response;
+    if (node["success"] == Json::Value(true)) {
+        response.SetSuccess(node["data"]);
+    } else {
+        response.SetError(node["code"].isInt() ? node["code"].asInt() : 0,
+                          node["details"].isObject() ? node["details"] : Json::Value());
     }
-    reply["error"]["code"] = node["code"].isInt() ? node["code"].asInt() : 0;
-    reply["error"]["details"] = node["details"].isObject() ? node["details"] : Json::Value();
-    return reply;
+    return response.ToJson();
 }
 
 }  // namespace
@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         CheckSpec& spec = specs.emplace_back();
         spec.id = TextOf(node, "id");
         spec.method = TextOf(node, "method");
-        spec.perController = node["per_controller"].isBool() && node["per_controller"].asBool();
+        spec.perController = node["per_controller"] == Json::Value(true);
         CheckRecord record;
         record.spec = &spec;
         record.params = node["params"];

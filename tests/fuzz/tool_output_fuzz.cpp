@@ -4,22 +4,10 @@
 #include <fstream>
 #include <sstream>
 
-#include "fuzz_input.hpp"
 #include "sid.hpp"
 #include "smb_conf_rules.hpp"
 #include "tool_output.hpp"
-
-namespace {
-
-// smb.conf as the checks load it: from a file (its "include" lines name other files).
-KeyValueMap LoadedSettings(const std::string& text) {
-    static const std::string path = ScratchFile("smb.conf");
-    std::ofstream(path, std::ios::trunc) << text;
-    std::ifstream file(path);
-    return FileLoadKeyValues(file);
-}
-
-}  // namespace
+#include "unit_fuzz_input.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text = Text(data, size);
@@ -44,7 +32,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::istringstream krb5(text);
     std::unordered_set<std::string> kdcs;
     ReadRealmKDCs(krb5, kdcs);
-    KeyValueMap settings = LoadedSettings(text);
+    // smb.conf as the checks load it: from a file (its "include" lines name other files).
+    static const std::string path = ScratchFile("smb.conf");
+    std::ofstream(path, std::ios::trunc) << text;
+    std::ifstream file(path);
+    KeyValueMap settings = FileLoadKeyValues(file);
     FailedSettingRules(settings, false);
     FailedJoinRules(settings, settings);
     return 0;

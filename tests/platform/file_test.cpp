@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "qarn.h"
 #include "sandbox.hpp"
 
 namespace {
 
-TEST(Files, KeyValueAndExistence) {
+TEST(Files, SambaSettings) {
     Sandbox::WriteFile("/etc/samba/smb.conf",
                        "[global]\n# security = domain\n  security = ads\n"
                        "\tpassword server = \"dc1.example.test, dc2\"\n");
@@ -18,6 +20,18 @@ TEST(Files, KeyValueAndExistence) {
     EXPECT_LT(QLIBCFileGetKeyValue("/etc/samba/none.conf", "realm", buffer, 16, 0), 0);
     EXPECT_EQ(QLIBCFileExist("/etc/samba/smb.conf"), 1);
     EXPECT_EQ(QLIBCFileExist("/etc/samba/none.conf"), 0);
+    // Membership as Samba's settings state it.
+    const std::tuple<const char*, bool, bool> cases[] = {
+        {"security = ads", true, false},
+        {"security = domain", true, false},
+        {"security = user", false, false},
+        {"", false, false},
+        {"server role = active directory domain controller", false, true}};
+    for (auto [setting, joined, directoryServer] : cases) {
+        Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + setting + "\n");
+        EXPECT_EQ(QARNWinsIsJoined() != 0, joined) << setting;
+        EXPECT_EQ(QARNWinsIsQarnADS() != 0, directoryServer) << setting;
+    }
 }
 
 TEST(FileLock, ExcludesAnotherProcess) {
@@ -28,24 +42,6 @@ TEST(FileLock, ExcludesAnotherProcess) {
     EXPECT_EQ(QLIBCFileUnlock(0x40), 0);
     EXPECT_EQ(Sandbox::Run(tryLock), 0);
     EXPECT_LT(QLIBCFileUnlock(0x40), 0);
-}
-
-struct MembershipCase {
-    const char* smbConf;
-    int joined;
-    int directoryServer;
-};
-
-TEST(Membership, ReadFromSambaSettings) {
-    for (const MembershipCase& c : {MembershipCase{"security = ads\n", 1, 0},
-                                    {"security = domain\n", 1, 0},
-                                    {"security = user\n", 0, 0},
-                                    {"server role = active directory domain controller\n", 0, 1},
-                                    {"", 0, 0}}) {
-        Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + c.smbConf);
-        EXPECT_EQ(QARNWinsIsJoined() != 0, c.joined != 0) << c.smbConf;
-        EXPECT_EQ(QARNWinsIsQarnADS() != 0, c.directoryServer != 0) << c.smbConf;
-    }
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <string>
+#include <tuple>
 
 #include "qarn.h"
 #include "qlibc.h"
@@ -10,30 +10,7 @@
 
 namespace {
 
-std::string ReadAll(FILE* stream) {
-    std::string text;
-    char buffer[256];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof(buffer), stream)) > 0) text.append(buffer, n);
-    return text;
-}
-
 const char kScript[] = "/usr/local/bin/speak";
-
-TEST(Popenv, ModeSelectsTheStreams) {
-    Sandbox::WriteScript(kScript,
-                         "echo \"out $1\"; echo err >&2; read x && echo \"stdin $x\"; exit 3");
-    char* argv[] = {const_cast<char*>(kScript), const_cast<char*>("a;b"), nullptr};
-    for (auto [mode, expected] :
-         {std::pair<const char*, const char*>{"r", "out a;b\n"}, {"rB", "out a;b\nerr\n"}}) {
-        FILE* stream = QLIBCPopenv(kScript, mode, argv);
-        ASSERT_NE(stream, nullptr);
-        EXPECT_EQ(ReadAll(stream), expected);
-        int status = QLIBCPclose(stream);
-        ASSERT_TRUE(WIFEXITED(status));
-        EXPECT_EQ(WEXITSTATUS(status), 3);
-    }
-}
 
 TEST(Popen, RefusesWhatCannotRunAndTakesAnArgumentList) {
     char* argv[] = {const_cast<char*>("/nonexistent"), nullptr};
@@ -43,19 +20,19 @@ TEST(Popen, RefusesWhatCannotRunAndTakesAnArgumentList) {
     // The list form takes its arguments up to a null.
     FILE* stream = QLIBCPopen("/bin/echo", "r", "one", "two", nullptr);
     ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(ReadAll(stream), "one two\n");
+    char line[16] = {};
+    ASSERT_NE(fgets(line, sizeof(line), stream), nullptr);
+    EXPECT_STREQ(line, "one two\n");
     EXPECT_EQ(QLIBCPclose(stream), 0);
 }
 
 TEST(Exec, ReturnsTheExitStatus) {
-    Sandbox::WriteScript(kScript, "echo \"$#:$*\" > /tmp/args; exit $1");
+    Sandbox::WriteScript(kScript, "echo \"$#:$*\" >> /tmp/args; exit $1");
     EXPECT_EQ(QLIBCExec(kScript, "0", nullptr, "ignored", nullptr), 0);
-    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "1:0\n");
     EXPECT_EQ(QLIBCExec(kScript, "4", "b", "c", "d"), 4);
-    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "4:4 b c d\n");
-    EXPECT_LT(QLIBCExec("/nonexistent", nullptr, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(QLIBCExecl(kScript, QLIBC_EXEC_QUIET, "7", "x", nullptr), 7);
-    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "2:7 x\n");
+    EXPECT_EQ(Sandbox::ReadFile("/tmp/args"), "1:0\n4:4 b c d\n2:7 x\n");
+    EXPECT_LT(QLIBCExec("/nonexistent", nullptr, nullptr, nullptr, nullptr), 0);
     // A signalled program is negative.
     Sandbox::WriteScript(kScript, "kill -9 $$");
     EXPECT_LT(QLIBCExec(kScript, nullptr, nullptr, nullptr, nullptr), 0);
@@ -66,32 +43,26 @@ TEST(Spawn, EveryEndAndBound) {
     Sandbox::WriteScript(kScript,
                          "read x; echo \"$x$x\"; case $x in kill) kill -9 $$;; "
                          "sleep) sleep 5;; quiet) exec >&- 2>&-; sleep 5;; esac; exit 4");
-    struct Case {
-        const char* input;
-        platform::Limits limits;
-        Kind kind;
-        int value;
-        const char* output;
-    } cases[] = {{"ab\n", {}, Kind::kExited, 4, "abab\n"},
-                 {"ab\n", {0, 3}, Kind::kOutputCapped, 0, "aba"},
-                 {"kill\n", {}, Kind::kSignaled, 9, "killkill\n"},
-                 {"sleep\n", {1, 0}, Kind::kTimedOut, 0, "sleepsleep\n"},
-                 {"quiet\n", {1, 0}, Kind::kTimedOut, 0, "quietquiet\n"}};
-    for (const Case& c : cases) {
+    // The input, the output, the limits, how it ends and the exit status or signal.
+    const std::tuple<const char*, const char*, platform::Limits, Kind, int> cases[] = {
+        {"ab\n", "abab\n", {}, Kind::kExited, 4},
+        {"ab\n", "aba", {0, 3}, Kind::kOutputCapped, 0},
+        {"kill\n", "killkill\n", {}, Kind::kSignaled, 9},
+        {"sleep\n", "sleepsleep\n", {1, 0}, Kind::kTimedOut, 0},
+        {"quiet\n", "quietquiet\n", {1, 0}, Kind::kTimedOut, 0}};
+    for (const auto& [input, expected, limits, kind, value] : cases) {
+        SCOPED_TRACE(input);
         std::string output;
-        platform::RunResult result = platform::Run({kScript}, c.input, output, c.limits);
-        EXPECT_EQ(result.kind, c.kind) << c.input;
-        EXPECT_EQ(result.value, c.value) << c.input;
-        EXPECT_EQ(output, c.output) << c.input;
+        platform::RunResult result = platform::Run({kScript}, input, output, limits);
+        EXPECT_EQ(std::make_pair(result.kind, result.value), std::make_pair(kind, value));
+        EXPECT_EQ(output, expected);
     }
-    std::string output;
-    EXPECT_EQ(platform::Run({"/nonexistent"}, "", output).kind, Kind::kNotStarted);
+    std::string none;
+    EXPECT_EQ(platform::Run({"/nonexistent"}, "", none).kind, Kind::kNotStarted);
 }
 
-TEST(Kinit, PasswordGoesOnStdinAndAToolThatStopsReadingDoesNotHurt) {
-    Sandbox::WriteScript("/usr/bin/kinit", "read pw; echo \"$# $1 $pw\" > /tmp/kinit");
-    EXPECT_EQ(QARNWinsKinit("alice@EXAMPLE.TEST", "s3cret"), 0);
-    EXPECT_EQ(Sandbox::ReadFile("/tmp/kinit"), "1 alice@EXAMPLE.TEST s3cret\n");
+// The password on stdin is the Kerberos settings' tests.
+TEST(Kinit, AWrongPasswordIsOneAndAToolThatStopsReadingDoesNotHurt) {
     Sandbox::WriteScript("/usr/bin/kinit", "echo 'kinit: Password incorrect'; exit 1");
     EXPECT_EQ(QARNWinsKinit("alice@EXAMPLE.TEST", "wrong"), 1);
     // Closes its input at once: the rest of a long password meets a closed pipe.
@@ -99,21 +70,10 @@ TEST(Kinit, PasswordGoesOnStdinAndAToolThatStopsReadingDoesNotHurt) {
     EXPECT_LT(QARNWinsKinit("alice@EXAMPLE.TEST", std::string(1 << 20, 'x').c_str()), 0);
 }
 
-TEST(StringList, GrowsAndIndexes) {
-    QLIBC_SZLIST* list = QLIBCSzListAlloc(1);
-    ASSERT_NE(list, nullptr);
-    for (const char* value : {"a", "b", "c"}) EXPECT_GT(QLIBCSzListPush(&list, value), 0);
-    EXPECT_EQ(QLIBCSzListCount(list), 3);
-    EXPECT_STREQ(QLIBCSzListGet(list, 2), "c");
-    EXPECT_EQ(QLIBCSzListGet(list, 3), nullptr);
-    EXPECT_LT(QLIBCSzListPush(&list, nullptr), 0);
-    QLIBCSzListFree(list);
-}
-
 TEST(Unicode, CaseInsensitiveEquality) {
-    EXPECT_EQ(QLIBCUnicodeUTF8StrCaseCmp("HOST/Server.Example.TEST", "host/server.example.test"),
+    EXPECT_EQ(QLIBCUnicodeUTF8StrCaseCmp("HOST/Server.EXAMPLE \u00C5SA\u00C9",
+                                         "host/server.example \u00E5sa\u00E9"),
               0);
-    EXPECT_EQ(QLIBCUnicodeUTF8StrCaseCmp("\u00C5SA\u00C9", "\u00E5sa\u00E9"), 0);
     EXPECT_NE(QLIBCUnicodeUTF8StrCaseCmp("cifs/a", "host/a"), 0);
 }
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "qarn.h"
 #include "sandbox.hpp"
 
@@ -10,13 +12,10 @@ TEST(QARNUserGet, ThroughTheNameService) {
                        Sandbox::ReadFile("/etc/passwd") + "svc01:x:4321:99::/srv/svc:/bin/sh\n");
     QARN_USER* user = nullptr;
     ASSERT_EQ(QARNUserGet("svc01", &user), 0);
-    EXPECT_STREQ(user->name, "svc01");
-    EXPECT_EQ(user->uid, 4321u);
-    EXPECT_EQ(user->gid, 99u);
-    EXPECT_STREQ(user->home, "/srv/svc");
-    EXPECT_STREQ(user->shell, "/bin/sh");
+    EXPECT_EQ(std::string(user->name) + ":" + std::to_string(user->uid) + ":" +
+                  std::to_string(user->gid) + ":" + user->home + ":" + user->shell,
+              "svc01:4321:99:/srv/svc:/bin/sh");
     QARNUserFree(user);
-
     user = nullptr;
     EXPECT_LT(QARNUserGet("EXAMPLE\\nas01$", &user), 0);
     EXPECT_EQ(user, nullptr);

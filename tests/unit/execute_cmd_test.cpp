@@ -1,179 +1,133 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "qlibc.h"
 #include "sandbox.hpp"
 #include "util.hpp"
 
 namespace {
 
+using Lines = std::vector<std::string>;
 const std::string kTool = "/usr/local/bin/tool";
 const std::string kRuns = "/tmp/tool.args";
 
+// A fresh fake tool; the runs of the one before are forgotten.
 void WriteTool(const std::string& body) {
+    Sandbox::Remove(kRuns);
     Sandbox::WriteFakeTool(kTool, body);
 }
 
-int RunCount() {
-    std::string runs = Sandbox::FakeToolArgs("tool");
-    return static_cast<int>(std::count(runs.begin(), runs.end(), '\n'));
-}
-
-// The lines the callback saw; it asks to stop after the first when stopAtFirst.
-std::vector<std::string> Collect(const std::vector<std::string>& argv, int* status,
-                                 int attempts = 1, int limit = 0, bool stopAtFirst = false) {
-    std::vector<std::string> lines;
-    ExecuteCmd(
-        argv,
-        [&](std::string line) {
-            lines.push_back(line);
-            return stopAtFirst;
-        },
-        status, attempts, limit);
-    return lines;
-}
-
+// The callback sees stdout and stderr, long lines in pieces, and may stop the reading.
 TEST(ExecuteCmd, RunsTheProgramDirectlyWithoutALimitUnderTimeoutWithOne) {
-    WriteTool("echo out; echo err >&2; exit 0");
+    WriteTool("echo out; echo err >&2; printf '%01500d\\n' 0");
+    Lines lines;
+    auto collect = [&](std::string line) {
+        lines.push_back(line);
+        return false;
+    };
     int status = -7;
-    std::vector<std::string> lines = Collect({kTool, "a b", "$HOME;x"}, &status);
+    EXPECT_TRUE(ExecuteCmd({kTool, "a b", "$HOME;x"}, collect, &status, 1, 0));
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(lines, (std::vector<std::string>{"out\n", "err\n"}));
+    EXPECT_EQ(lines,
+              (Lines{"out\n", "err\n", std::string(1023, '0'), std::string(477, '0') + "\n"}));
     EXPECT_EQ(Sandbox::FakeToolArgs("tool"), "a b $HOME;x\n");
+    WriteTool("yes line");
+    int seen = 0;
+    ExecuteCmd(
+        {kTool}, [&](std::string) { return ++seen > 0; }, &status, 1, 10);
+    EXPECT_EQ(seen, 1);
+    EXPECT_NE(status, 124);
     Sandbox::WriteFakeTool("/usr/bin/timeout", "");
     EXPECT_TRUE(ExecuteCmd({kTool, "x"}, nullptr, &status, 1, 5));
     EXPECT_EQ(Sandbox::FakeToolArgs("timeout"), "5 " + kTool + " x\n");
 }
 
-TEST(ExecuteCmd, CallbackStopsTheReading) {
-    WriteTool("yes line");
-    int status = 0;
-    EXPECT_EQ(Collect({kTool}, &status, 1, 10, true).size(), 1u);
-    EXPECT_NE(status, 124);
-}
-
-TEST(ExecuteCmd, LongLinesArriveInPieces) {
-    WriteTool("printf '%01500d\\n' 0");
-    int status = -1;
-    std::vector<std::string> lines = Collect({kTool}, &status);
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].size(), 1023u);
-    EXPECT_EQ(lines[1].size(), 1500u - 1023u + 1u);
-    EXPECT_EQ(lines[1].back(), '\n');
-}
-
 TEST(ExecuteCmd, BadArgumentsLeaveTheStatus) {
     int status = 42;
     EXPECT_FALSE(ExecuteCmd({}, nullptr, &status, 1, 0));
+    EXPECT_TRUE(ExecuteCmd("", {}, &status, 1, 10, "r").empty());
     EXPECT_EQ(status, 42);
     EXPECT_EQ(QLIBCErrGet(), 0xd00);
     EXPECT_TRUE(Sandbox::Logged("Invaild Argument (!vstrArgs.empty())=[0]"));
 }
 
-struct RunCase {
-    const char* name;
-    const char* body;  // null: the program does not exist
-    int attempts;
-    int limit;
-    int status;
-    int runs;
-};
-
-class RetryTest : public testing::TestWithParam<RunCase> {};
-
-TEST_P(RetryTest, RetriesOnlyTheTimeLimit) {
-    const RunCase& c = GetParam();
-    if (c.body != nullptr) WriteTool(c.body);
-    int status = -7;
-    EXPECT_EQ(ExecuteCmd({kTool}, nullptr, &status, c.attempts, c.limit), c.status == 0);
-    EXPECT_EQ(status, c.status);
-    EXPECT_EQ(RunCount(), c.runs);
+TEST(ExecuteCmd, RetriesOnlyTheTimeLimit) {
+    // An empty body: the program does not exist.
+    const std::tuple<const char*, int, int, int, int> cases[] = {{"sleep 5", 3, 1, 124, 3},
+                                                                 {"exit 1", 3, 5, 1, 1},
+                                                                 {"exit 0", 3, 5, 0, 1},
+                                                                 {"", 2, 0, 124, 0},
+                                                                 {"exit 0", 0, 0, 124, 0}};
+    for (const auto& [body, attempts, limit, expected, runs] : cases) {
+        SCOPED_TRACE(std::string(body) + " x" + std::to_string(attempts));
+        WriteTool(body);
+        if (*body == '\0') Sandbox::Remove(kTool);
+        int status = -7;
+        EXPECT_EQ(ExecuteCmd({kTool}, nullptr, &status, attempts, limit), expected == 0);
+        EXPECT_EQ(status, expected);
+        EXPECT_EQ(Sandbox::FakeToolArgs("tool"), std::string(runs, '\n'));  // a line a run
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, RetryTest,
-    testing::Values(RunCase{"TimeLimitRetried", "sleep 5", 3, 1, 124, 3},
-                    RunCase{"FailureNotRetried", "exit 1", 3, 5, 1, 1},
-                    RunCase{"SuccessNotRetried", "exit 0", 3, 5, 0, 1},
-                    RunCase{"MissingProgramCountsAsTimeLimit", nullptr, 2, 0, 124, 0},
-                    RunCase{"NoAttempts", "exit 0", 0, 0, 124, 0}),
-    [](const testing::TestParamInfo<RunCase>& info) { return info.param.name; });
-
-TEST(ExecuteCmdLines, CollectsLinesOfTheLastRun) {
-    // Fails on the first run, succeeds on the second.
-    WriteTool(
+TEST(ExecuteCmdLines, CollectsLinesOfTheLastRunInTheMode) {
+    const std::string failsOnce =
         "if [ ! -e /tmp/once ]; then touch /tmp/once; echo first; exit 3; fi\n"
-        "echo second; printf 'no newline'");
-    int status = 0;
-    std::vector<std::string> lines = ExecuteCmd(kTool, {}, &status, 2, 10, "r");
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(lines, (std::vector<std::string>{"second", "no newline"}));
+        "echo second; printf 'no newline'";
+    const std::string outAndErr = "echo out; echo err >&2";
+    const std::tuple<int, int, const char*, std::string, Lines> cases[] = {
+        {2, 0, "r", failsOnce, {"second", "no newline"}},
+        {1, 0, "r", outAndErr, {"out"}},
+        {1, 0, "rB", outAndErr, {"out", "err"}},
+        {0, -1, "r", "exit 0", {}}};
+    for (const auto& [attempts, expected, mode, body, lines] : cases) {
+        SCOPED_TRACE(body + " " + mode);
+        WriteTool(body);
+        int status = 5;
+        EXPECT_EQ(ExecuteCmd(kTool, {}, &status, attempts, 10, mode), lines);
+        EXPECT_EQ(status, expected);
+    }
 }
 
-TEST(ExecuteCmdLines, ModeRKeepsErrorsOut) {
-    WriteTool("echo out; echo err >&2");
-    int status = -1;
-    EXPECT_EQ(ExecuteCmd(kTool, {}, &status, 1, 10, "r"), std::vector<std::string>{"out"});
-    EXPECT_EQ(ExecuteCmd(kTool, {}, &status, 1, 10, "rB"),
-              (std::vector<std::string>{"out", "err"}));
-}
-
-TEST(ExecuteCmdLines, NoRunGivesMinusOne) {
-    int status = 0;
-    EXPECT_TRUE(ExecuteCmd(kTool, {}, &status, 0, 10, "r").empty());
-    EXPECT_EQ(status, -1);
-    status = 5;
-    EXPECT_TRUE(ExecuteCmd("", {}, &status, 1, 10, "r").empty());
-    EXPECT_EQ(status, 5);
-}
-
-TEST(ExecuteCmdGetKeyValues, TakesOnlyTheWantedKey) {
+// Only the wanted key of the lines the filter keeps; a failure keeps the list as it was.
+TEST(ExecuteCmdGetKeyValues, TakesOnlyTheWantedKeyAndKeepsTheListOnFailure) {
     WriteTool(
-        "echo 'LDAP server name: dc1'\necho 'Server_time_offset: -12'\n"
-        "echo '#Server_time_offset: 5'\necho 'server_time_offset = 9'");
-    std::vector<std::string> values{"earlier"};
+        "echo 'LDAP server name: dc1'; echo 'Server_time_offset: -12'; echo 'Server_time_offset: "
+        "7'\n"
+        "echo '#Server_time_offset: 5'; echo 'server_time_offset = 9'");
+    auto skip = [](std::string line) { return line.find('7') != std::string::npos; };
+    Lines values{"earlier"};
     int status = -1;
     EXPECT_TRUE(
+        ExecuteCmdGetKeyValues({kTool}, skip, "Server_time_offset", values, &status, 1, 10));
+    WriteTool("echo 'Server_time_offset: 3'; exit 2");
+    EXPECT_FALSE(
         ExecuteCmdGetKeyValues({kTool}, nullptr, "Server_time_offset", values, &status, 1, 10));
-    EXPECT_EQ(values, (std::vector<std::string>{"earlier", "-12"}));
-    // A filter drops lines; a failure keeps the list as it was.
-    WriteTool("echo 'k: skip me'; echo 'k: keep'");
-    values.clear();
-    auto skip = [](std::string line) { return line.find("skip") != std::string::npos; };
-    EXPECT_TRUE(ExecuteCmdGetKeyValues({kTool}, skip, "k", values, &status, 1, 10));
-    EXPECT_EQ(values, std::vector<std::string>{"keep"});
-    WriteTool("echo 'k: more'; exit 2");
-    EXPECT_FALSE(ExecuteCmdGetKeyValues({kTool}, nullptr, "k", values, &status, 1, 10));
     EXPECT_EQ(status, 2);
-    EXPECT_EQ(values, std::vector<std::string>{"keep"});
+    EXPECT_EQ(values, (Lines{"earlier", "-12"}));
 }
 
-TEST(ExecuteCmdGetMaps, EqualsSignComesBeforeColon) {
-    WriteTool("echo 'a = 1'; echo 'a=2'; echo 'b: x=y'; echo 'c: 3'; echo '; d = 4'; echo plain");
-    KeyValuesMap result{{"old", {"kept"}}};
-    int status = -1;
-    EXPECT_TRUE(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, 1, 10));
-    EXPECT_EQ(result,
-              (KeyValuesMap{{"old", {"kept"}}, {"a", {"1", "2"}}, {"b: x", {"y"}}, {"c", {"3"}}}));
-}
-
-TEST(ExecuteCmdGetMaps, TimeLimitDropsEverythingCollected) {
-    WriteTool("echo 'a = 1'; sleep 5");
-    KeyValuesMap result{{"old", {"kept"}}};
-    int status = -1;
-    EXPECT_FALSE(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, 2, 1));
-    EXPECT_EQ(status, 124);
-    EXPECT_EQ(result, (KeyValuesMap{{"old", {"kept"}}}));
-    EXPECT_FALSE(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, 0, 1));
-    EXPECT_EQ(status, 124);
-}
-
-TEST(ExecuteCmdGetMaps, RetryAfterTimeLimitStartsEmpty) {
-    WriteTool("echo \"run = $(wc -l < " + kRuns + ")\"\nif [ \"$(wc -l < " + kRuns +
-              ")\" -lt 2 ]; then sleep 5; fi");
-    KeyValuesMap result{{"old", {"dropped"}}};
-    int status = -1;
-    EXPECT_TRUE(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, 3, 1));
-    EXPECT_EQ(result, (KeyValuesMap{{"run", {"2"}}}));
+// "=" comes before ":"; a run over the time limit leaves nothing, and a retry starts afresh.
+TEST(ExecuteCmdGetMaps, SplitsKeysAndKeepsOnlyACompleteRun) {
+    const std::string pairs =
+        "echo 'a = 1'; echo 'a=2'; echo 'b: x=y'; echo 'c: 3'; echo '; d = 4'; echo plain";
+    const std::string slowFirstRun = "echo \"run = $(wc -l < " + kRuns + ")\"\nif [ \"$(wc -l < " +
+                                     kRuns + ")\" -lt 2 ]; then sleep 5; fi";
+    const KeyValuesMap old{{"old", {"kept"}}};
+    const std::tuple<int, int, int, std::string, KeyValuesMap> cases[] = {
+        {1, 10, 0, pairs, {{"old", {"kept"}}, {"a", {"1", "2"}}, {"b: x", {"y"}}, {"c", {"3"}}}},
+        {2, 1, 124, "echo 'a = 1'; sleep 5", old},
+        {3, 1, 0, slowFirstRun, {{"run", {"2"}}}}};
+    for (const auto& [attempts, limit, expected, body, map] : cases) {
+        SCOPED_TRACE(body);
+        WriteTool(body);
+        KeyValuesMap result = old;
+        int status = -1;
+        EXPECT_EQ(ExecuteCmdGetMaps({kTool}, nullptr, result, &status, attempts, limit),
+                  expected == 0);
+        EXPECT_EQ(status, expected);
+        EXPECT_EQ(result, map);
+    }
 }
 
 }  // namespace

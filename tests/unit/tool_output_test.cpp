@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <tuple>
 
+#include "call.hpp"
 #include "fixture.hpp"
 
 namespace {
@@ -11,48 +13,40 @@ namespace {
 using Strings = std::vector<std::string>;
 
 TEST(ToolOutput, ArpingRepliers) {
-    for (auto [fixture, repliers] : {std::pair<const char*, size_t>{"arping_none.txt", 0},
-                                     {"arping_one.txt", 1},
-                                     {"arping_two.txt", 2}}) {
-        EXPECT_EQ(CountRepliers(FixtureLines(fixture)), repliers) << fixture;
+    const char* fixtures[] = {"arping_none.txt", "arping_one.txt", "arping_two.txt"};
+    for (size_t repliers = 0; repliers < std::size(fixtures); ++repliers) {
+        EXPECT_EQ(CountRepliers(FixtureLines(fixtures[repliers])), repliers) << repliers;
     }
 }
 
 TEST(ToolOutput, NetLookupAddresses) {
-    Json::Value expected;
-    expected.append("192.0.2.10");
-    EXPECT_EQ(NetLookupAddresses(FixtureLines("net_lookup_kdc.txt")), expected);
-    EXPECT_EQ(NetLookupAddresses(FixtureLines("net_lookup_ldap.txt")), expected);
+    EXPECT_EQ(NetLookupAddresses(FixtureLines("net_lookup_kdc.txt")), StringArray({"192.0.2.10"}));
 }
 
 TEST(ToolOutput, NslookupAnswers) {
-    struct Case {
-        const char* fixture;
-        const char* prefix;
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"nslookup_a.txt", "Address: ", "192.0.2.10"},
+        {"nslookup_srv.txt", "service = ", "dc1.example.test."},
+        {"nslookup_ns.txt", "nameserver = ", "dc1.example.test."}};
+    for (auto [fixture, prefix, answer] : cases) {
         Strings answers;
-    } cases[] = {{"nslookup_a.txt", "Address: ", {"192.0.2.10"}},
-                 {"nslookup_srv.txt", "service = ", {"dc1.example.test."}},
-                 {"nslookup_ns.txt", "nameserver = ", {"dc1.example.test."}}};
-    for (const Case& c : cases) {
-        Strings answers;
-        for (const std::string& line : FixtureLines(c.fixture)) {
+        for (const std::string& line : FixtureLines(fixture)) {
             std::string value;
-            if (ExtractAnswer(line, c.prefix, &value)) answers.push_back(value);
+            if (ExtractAnswer(line, prefix, &value)) answers.push_back(value);
         }
-        EXPECT_EQ(answers, c.answers) << c.fixture;
+        EXPECT_EQ(answers, Strings{answer}) << fixture;
     }
 }
 
 TEST(ToolOutput, RepliesLine) {
     Strings counted;
-    int count = -1;
     for (const std::string& line : FixtureLines("net_ads_search.txt")) {
         if (IsRepliesLine(line)) counted.push_back(line);
     }
     ASSERT_EQ(counted, Strings{"Got 1 replies"});
-    EXPECT_TRUE(ReadReplyCount(counted[0], count));
-    EXPECT_EQ(count, 1);
+    int count = -1;
     EXPECT_FALSE(ReadReplyCount("Got many replies", count));
+    EXPECT_TRUE(ReadReplyCount(counted[0], count) && count == 1);
 }
 
 TEST(ToolOutput, OtherModuleProcesses) {
@@ -67,13 +61,12 @@ TEST(ToolOutput, OtherModuleProcesses) {
     EXPECT_EQ(others(14700), Strings{});
 }
 
+// The realm parsing's edges are the Kerberos settings' tests; this is Samba's own file.
 TEST(ToolOutput, RealmKDCs) {
     std::istringstream samba(Fixture("krb5.conf.EXAMPLE"));
     std::unordered_set<std::string> kdcs;
     EXPECT_TRUE(ReadRealmKDCs(samba, kdcs));
     EXPECT_EQ(kdcs, std::unordered_set<std::string>{"192.0.2.10"});
-    std::istringstream noRealms("[libdefaults]\n\tkdc = 192.0.2.99\n");
-    EXPECT_FALSE(ReadRealmKDCs(noRealms, kdcs));
 }
 
 }  // namespace
