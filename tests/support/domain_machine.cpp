@@ -3,9 +3,17 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "fixture.hpp"
 #include "sandbox.hpp"
 
 namespace {
+
+// A fake tool's script: written out, or "@NAME" for the shared tests/fixtures/tools/NAME.sh.
+std::string ToolScript(const Json::Value& body) {
+    const std::string text = body.asString();
+    if (text.rfind('@', 0) != 0) return text;
+    return Fixture("tools/" + text.substr(1) + ".sh");
+}
 
 template <class Action>
 void ForEachMember(const Json::Value& object, Action action) {
@@ -39,7 +47,7 @@ SandboxMachine::SandboxMachine(const Json::Value& description) {
         Sandbox::WriteFile(path, content.asString());
     });
     ForEachMember(description["tools"], [](const std::string& path, const Json::Value& body) {
-        Sandbox::WriteFakeTool(path, body.asString());
+        Sandbox::WriteFakeTool(path, ToolScript(body));
     });
     ForEachMember(description["env"], [](const std::string& name, const Json::Value& value) {
         setenv(name.c_str(), value.asCString(), 1);
