@@ -15,152 +15,58 @@
 #include <utility>
 #include <vector>
 
+#include "call.hpp"
+#include "fixture.hpp"
 #include "qarnldap.h"
 #include "sandbox.hpp"
 #include "slapd.hpp"
+#include "slapd_query.hpp"
 
 namespace {
 
 const char kConf[] = QARN_LDAP_CONF_PATH;
 const char kDefaults[] = QARN_LDAP_CONF_DEFAULTS_PATH;
 
-// A CA that signed none of the instances' certificates.
-const std::string& OtherCA() {
-    static const std::string dir = [] {
-        std::string path = "/tmp/other-ca";
-        EXPECT_TRUE(Slapd::MakeCertificates(path));
-        return path;
-    }();
-    return dir;
-}
-
-using Entry = std::vector<std::pair<std::string, std::string>>;
-
-struct Outcome {
-    int initRc = 0;
-    int status = 0;
-    int maxBlockPairs = 0;
-    std::vector<Entry> entries;
-};
-
-struct Query {
-    std::string server;
-    int tls = QARN_LDAP_TLS_NONE;
-    std::string bindDN;
-    std::string bindPW;
-    std::string base = "dc=example,dc=com";
-    const char* filter = nullptr;
-    std::vector<std::string> attrs;
-    bool allocAttrs = true;
-    int oneEntry = 0;
-    int pageSize = 0;
-};
-
-// The connection of a query; it points into q.
-QARN_LDAP_CONN Conn(const Query& q) {
-    QARN_LDAP_CONN conn = {};
-    conn.szServer = q.server.c_str();
-    conn.szBaseDN = q.base.c_str();
-    conn.szBindDN = q.bindDN.c_str();
-    conn.szBindPW = q.bindPW.c_str();
-    conn.serverType = -1;
-    conn.tlsType = q.tls;
-    return conn;
-}
-
-Outcome Search(const Query& q) {
-    Outcome out;
-    QARN_LDAP_CONN conn = Conn(q);
-    QARN_LDAP_SEARCH_REQ req;
-    QARN_LDAP_SEARCH_RESULT res = {};
-    EXPECT_EQ(0, QARNLDAPSearchRequestInit(&req, q.allocAttrs ? 1 : 0));
-    req.szFilter = q.filter;
-    req.oneEntry = q.oneEntry;
-    req.pageSize = q.pageSize;
-    for (const std::string& attr : q.attrs)
-        EXPECT_GE(QLIBCSzListPush(&req.pAttrs, attr.c_str()), 0);
-    out.initRc = QARNLDAPSearchInit(&conn, &req, &res);
+// Searches as Search does; every search ends for good and frees its records whole.
+Outcome CheckedSearch(const Query& q) {
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.setupRc);
     if (out.initRc == 0) {
-        while (QARNLDAPSearchGetNext(&req, &res) == 1) {
-            int count = QARNLDAPResultGetAttrCount(&res);
-            out.maxBlockPairs = std::max(out.maxBlockPairs, count);
-            Entry entry;
-            for (int i = 0; i < count; ++i) {
-                entry.emplace_back(QARNLDAPResultGetKey(&res, i), QARNLDAPResultGetValue(&res, i));
-            }
-            out.entries.push_back(entry);
-        }
-        // The reading stays ended.
-        EXPECT_EQ(0, QARNLDAPSearchGetNext(&req, &res));
-        EXPECT_EQ(0, QARNLDAPResultGetAttrCount(&res));
-        out.status = res.status;
-        EXPECT_EQ(static_cast<int>(out.entries.size()), res.entryCount);
+        EXPECT_EQ(0, out.nextAfterEnd);
+        EXPECT_EQ(0, out.pairsAfterEnd);
+        EXPECT_EQ(static_cast<int>(out.entries.size()), out.entryCount);
     }
-    QARNLDAPSearchFree(&req, &res);
-    EXPECT_EQ(nullptr, req.pAttrs);
-    EXPECT_EQ(nullptr, req.pPriv);
-    EXPECT_EQ(nullptr, res.pKeys);
+    EXPECT_TRUE(out.freedAll);
     return out;
-}
-
-// The values of key in entry.
-std::vector<std::string> Values(const Entry& entry, const std::string& key) {
-    std::vector<std::string> values;
-    for (const auto& pair : entry) {
-        if (pair.first == key) values.push_back(pair.second);
-    }
-    return values;
-}
-
-const Entry* FindDN(const Outcome& out, const std::string& dn) {
-    for (const Entry& entry : out.entries) {
-        if (!entry.empty() && entry[0].first == "dn" && entry[0].second == dn) return &entry;
-    }
-    return nullptr;
-}
-
-// The platform configuration: our CA, certificates demanded; the defaults file alike.
-void WritePlatformConf(const std::string& ca) {
-    Sandbox::WriteFile(kConf,
-                       "# LDAP client settings\nTLS_CACERT " + ca + "\nTLS_REQCERT demand\n");
-    Sandbox::WriteFile(kDefaults, "# defaults\nTLS_CACERT " + ca + "\nTLS_REQCERT demand\n");
 }
 
 class LDAPLibrary : public ::testing::Test {
   protected:
     void SetUp() override { WritePlatformConf(Slapd::SharedCertificates() + "/ca.crt"); }
-
-    Query Bound(const Slapd& server) {
-        Query q;
-        q.server = server.Address();
-        q.bindDN = server.Get("BIND_DN");
-        q.bindPW = server.Get("BIND_PW");
-        return q;
-    }
 };
 
-// --- TLS mode names -----------------------------------------------------------------------------
+// --- records and arguments ---------------------------------------------------------------------
 
 TEST(LDAPSSLToType, ModeNames) {
-    EXPECT_EQ(QARN_LDAP_TLS_NONE, QARNLDAPSSLToType("no"));
-    EXPECT_EQ(QARN_LDAP_TLS_SSL, QARNLDAPSSLToType("yes"));
-    EXPECT_EQ(QARN_LDAP_TLS_SSL, QARNLDAPSSLToType("ssl"));
-    EXPECT_EQ(QARN_LDAP_TLS_START_TLS, QARNLDAPSSLToType("start_tls"));
-    EXPECT_EQ(QARN_LDAP_TLS_START_TLS, QARNLDAPSSLToType("START_TLS"));
-    EXPECT_EQ(QARN_LDAP_TLS_INVALID, QARNLDAPSSLToType(""));
-    EXPECT_EQ(QARN_LDAP_TLS_INVALID, QARNLDAPSSLToType("maybe"));
-    EXPECT_EQ(QARN_LDAP_TLS_INVALID, QARNLDAPSSLToType(nullptr));
+    const std::pair<const char*, int> cases[] = {
+        {"no", QARN_LDAP_TLS_NONE},
+        {"yes", QARN_LDAP_TLS_SSL},
+        {"ssl", QARN_LDAP_TLS_SSL},
+        {"start_tls", QARN_LDAP_TLS_START_TLS},
+        {"START_TLS", QARN_LDAP_TLS_START_TLS},
+        {"", QARN_LDAP_TLS_INVALID},
+        {"maybe", QARN_LDAP_TLS_INVALID},
+        {nullptr, QARN_LDAP_TLS_INVALID},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.second, QARNLDAPSSLToType(c.first)) << c.first;
 }
 
 TEST(LDAPSearchRecords, InitAndFreeAreSafe) {
     QARN_LDAP_SEARCH_REQ req;
     memset(&req, 0x5a, sizeof(req));
     ASSERT_EQ(0, QARNLDAPSearchRequestInit(&req, 1));
-    EXPECT_NE(nullptr, req.pAttrs);
     EXPECT_EQ(0, QLIBCSzListCount(req.pAttrs));
-    EXPECT_EQ(nullptr, req.szFilter);
-    EXPECT_EQ(0, req.oneEntry);
-    EXPECT_EQ(nullptr, req.pPriv);
+    EXPECT_TRUE(req.pAttrs && !req.szFilter && !req.oneEntry && !req.pPriv);
     QARN_LDAP_SEARCH_RESULT res = {};
     EXPECT_EQ(0, QARNLDAPResultGetAttrCount(&res));
     EXPECT_EQ(nullptr, QARNLDAPResultGetKey(&res, 0));
@@ -181,20 +87,17 @@ TEST(LDAPSearchRecords, BadArgumentsAreRecorded) {
     EXPECT_LT(QARNLDAPSearchInit(nullptr, &req, &res), 0);
     EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet());
     EXPECT_GT(QLIBCErrorGetLine(), 0);
-
-    QARN_LDAP_CONN conn = {};
-    conn.szBaseDN = "dc=example,dc=com";
-    conn.szServer = "";
-    EXPECT_LT(QARNLDAPSearchInit(&conn, &req, &res), 0);
-    EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet());
-    for (const char* bad : {"host name", "a/b", "ldap://x ldap://y", "[fd00::1", "h:99999",
+    Query q;
+    for (const char* bad : {"", "host name", "a/b", "ldap://x ldap://y", "[fd00::1", "h:99999",
                             "h:", "[::1]x", "ftp://host"}) {
-        conn.szServer = bad;
+        q.server = bad;
+        QARN_LDAP_CONN conn = Conn(q);
         EXPECT_LT(QARNLDAPSearchInit(&conn, &req, &res), 0) << bad;
         EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet()) << bad;
     }
-    conn.szServer = "127.0.0.1";
-    conn.tlsType = QARNLDAPSSLToType("bogus");
+    q.server = "127.0.0.1";
+    q.tls = QARNLDAPSSLToType("bogus");
+    QARN_LDAP_CONN conn = Conn(q);
     EXPECT_LT(QARNLDAPSearchInit(&conn, &req, &res), 0);
     EXPECT_EQ(QARN_LDAP_ERR_TLS, QLIBCErrGet());
     QARNLDAPSearchFree(&req, &res);
@@ -223,7 +126,7 @@ TEST_F(LDAPLibrary, FailedStepsGiveTheirLDAPCode) {
         q.filter = "(objectClass=posixAccount)";
         c.edit(q);
         QLIBCErrSetEx(0, "", 0);
-        Outcome out = Search(q);
+        Outcome out = CheckedSearch(q);
         SCOPED_TRACE(c.status);
         EXPECT_EQ(0, out.initRc);
         EXPECT_EQ(c.status, out.status);
@@ -234,47 +137,35 @@ TEST_F(LDAPLibrary, FailedStepsGiveTheirLDAPCode) {
 
 // Without a port the TLS type's default port: 636 for LDAPS, 389 otherwise.
 TEST_F(LDAPLibrary, AddressesAndEncryption) {
-    const struct {
-        const Slapd& server;
-        const char* address;  // "" for the server's plain, "ldaps" for its LDAPS listener
-        int tls;
-    } cases[] = {
-        {Slapd::Qarn(), "ldaps", QARN_LDAP_TLS_SSL},
-        {Slapd::Qarn(), "127.0.0.1", QARN_LDAP_TLS_NONE},
-        {Slapd::Qarn(), "ldaps://127.0.0.1:636", QARN_LDAP_TLS_SSL},
-        {Slapd::Qarn(), "::1", QARN_LDAP_TLS_NONE},
-        {Slapd::Qarn(), "[::1]:389", QARN_LDAP_TLS_NONE},
-        {Slapd::Qarn(), "[::1]", QARN_LDAP_TLS_SSL},
+    const std::pair<const char*, int> cases[] = {
+        {"ldaps", QARN_LDAP_TLS_SSL},      {"127.0.0.1", QARN_LDAP_TLS_NONE},
+        {"::1", QARN_LDAP_TLS_NONE},       {"ldaps://127.0.0.1:636", QARN_LDAP_TLS_SSL},
+        {"[::1]:389", QARN_LDAP_TLS_NONE}, {"[::1]", QARN_LDAP_TLS_SSL},
     };
     for (const auto& c : cases) {
-        Query q = Bound(c.server);
-        if (*c.address)
-            q.server = c.address == std::string("ldaps") ? c.server.LDAPSAddress() : c.address;
-        q.tls = c.tls;
+        Query q = Bound(Slapd::Qarn(), c.first);
+        q.tls = c.second;
         q.filter = "(objectClass=posixGroup)";
         q.attrs = {"dn"};
-        Outcome out = Search(q);
-        SCOPED_TRACE(q.server + " " + std::to_string(c.tls));
+        Outcome out = CheckedSearch(q);
+        SCOPED_TRACE(q.server);
         EXPECT_EQ(0, out.status);
-        EXPECT_EQ(std::stoul(c.server.Get("GROUPS_COUNT")), out.entries.size());
+        EXPECT_EQ(std::stoul(Slapd::Qarn().Get("GROUPS_COUNT")), out.entries.size());
     }
 }
 
+// A server certificate of another CA fails LDAPS and StartTLS alike, unless it is not checked.
 TEST_F(LDAPLibrary, ServerCertificateIsVerified) {
-    Query q = Bound(Slapd::Qarn());
-    q.server = Slapd::Qarn().LDAPSAddress();
-    q.tls = QARN_LDAP_TLS_SSL;
-    WritePlatformConf(OtherCA() + "/ca.crt");  // a CA that did not sign the server
-    Outcome out = Search(q);
-    EXPECT_EQ(0, out.initRc);
-    EXPECT_TRUE(out.status == 81 || out.status == 91) << out.status;
-    q.tls = QARN_LDAP_TLS_START_TLS;
-    q.server = Slapd::Qarn().Address();
-    out = Search(q);
-    EXPECT_TRUE(out.status == 81 || out.status == 91) << out.status;
-
-    Sandbox::WriteFile(kConf, "TLS_CACERT " + OtherCA() + "/ca.crt\nTLS_REQCERT never\n");
-    EXPECT_EQ(0, Search(q).status);
+    for (const char* address : {"ldaps", ""}) {
+        WritePlatformConf(OtherCA() + "/ca.crt");
+        Query q = Bound(Slapd::Qarn(), address);
+        q.tls = *address ? QARN_LDAP_TLS_SSL : QARN_LDAP_TLS_START_TLS;
+        Outcome out = CheckedSearch(q);
+        EXPECT_EQ(0, out.initRc);
+        EXPECT_TRUE(out.status == 81 || out.status == 91) << out.status;
+        Sandbox::WriteFile(kConf, "TLS_CACERT " + OtherCA() + "/ca.crt\nTLS_REQCERT never\n");
+        EXPECT_EQ(0, CheckedSearch(q).status);
+    }
 }
 
 // Sets the platform configuration's client certificate and key; back to the defaults when reset.
@@ -285,33 +176,29 @@ void SetClientCertificate(const std::string& cert, const std::string& key, int r
 
 TEST_F(LDAPLibrary, ClientCertificate) {
     const Slapd& server = Slapd::ClientCert();
-    Query q = Bound(server);
-    q.server = server.LDAPSAddress();
+    Query q = Bound(server, "ldaps");
     q.tls = QARN_LDAP_TLS_SSL;
     q.attrs = {"dn"};
     q.oneEntry = 1;
-    Outcome out = Search(q);
+    Outcome out = CheckedSearch(q);
     EXPECT_EQ(0, out.initRc);
     EXPECT_NE(0, out.status);  // the server demands a certificate
     EXPECT_TRUE(out.entries.empty());
 
     SetClientCertificate(server.Get("CLIENT_CERT"), server.Get("CLIENT_KEY"));
-    out = Search(q);
-    EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
-    EXPECT_EQ(1u, out.entries.size());
+    EXPECT_EQ(1u, CheckedSearch(q).entries.size());
     q.server = server.Address();
     q.tls = QARN_LDAP_TLS_START_TLS;
-    out = Search(q);
+    out = CheckedSearch(q);
     EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
 
     // Back to the defaults (no certificate lines): the server refuses again.
     SetClientCertificate("ignored", "ignored", 1);
-    EXPECT_NE(0, Search(q).status);
+    EXPECT_NE(0, CheckedSearch(q).status);
 
     // A certificate file that is missing: nothing can be tried.
     SetClientCertificate("/nonexistent.crt", "/nonexistent.key");
-    out = Search(q);
-    EXPECT_LT(out.initRc, 0);
+    EXPECT_LT(CheckedSearch(q).initRc, 0);
     EXPECT_EQ(QARN_LDAP_ERR_TLS, QLIBCErrGet());
 }
 
@@ -322,18 +209,15 @@ TEST_F(LDAPLibrary, EntriesAsKeyValueBlocks) {
     Query q = Bound(server);
     q.filter = "(objectClass=posixAccount)";
     q.attrs = {"dn", "uid", "uidNumber", "sambaNTPassword"};
-    Outcome out = Search(q);
+    Outcome out = CheckedSearch(q);
     ASSERT_EQ(0, out.initRc);
     EXPECT_EQ(0, out.status);
     ASSERT_EQ(std::stoul(server.Get("USERS_COUNT")), out.entries.size());
+    const std::set<std::string> asked(q.attrs.begin(), q.attrs.end());
     for (const Entry& entry : out.entries) {
         ASSERT_FALSE(entry.empty());
         EXPECT_EQ("dn", entry[0].first);
-        for (const auto& pair : entry) {
-            EXPECT_TRUE(pair.first == "dn" || pair.first == "uid" || pair.first == "uidNumber" ||
-                        pair.first == "sambaNTPassword")
-                << pair.first;
-        }
+        for (const auto& pair : entry) EXPECT_EQ(1u, asked.count(pair.first)) << pair.first;
     }
     // Values come as they are: empty, with blanks, or no pair for an absent attribute.
     const struct {
@@ -390,7 +274,7 @@ TEST_F(LDAPLibrary, OneEntrysPairs) {
         q.allocAttrs = c.attrs != std::vector<std::string>{"*"};
         if (q.allocAttrs) q.attrs = c.attrs;
         q.oneEntry = c.oneEntry;
-        Outcome out = Search(q);
+        Outcome out = CheckedSearch(q);
         SCOPED_TRACE(c.expected[0].second);
         // Stopping after one entry, the server may end with size limit exceeded.
         EXPECT_TRUE(out.status == 0 || (c.oneEntry && out.status == 4)) << out.status;
@@ -398,35 +282,33 @@ TEST_F(LDAPLibrary, OneEntrysPairs) {
     }
 }
 
+// Many entries, read whole or page by page, one entry a block; a server's size limit ends with 4.
 TEST_F(LDAPLibrary, StreamsManyEntriesPageByPage) {
-    const Slapd& server = Slapd::Big();
-    size_t users = std::stoul(server.Get("USERS_COUNT"));
+    Slapd limited;
+    ASSERT_TRUE(limited.Start({"--layout", "plain", "--sizelimit", "5"}));
+    const Slapd& big = Slapd::Big();
+    size_t users = std::stoul(big.Get("USERS_COUNT"));
     ASSERT_GT(users, 5000u);
-    for (int pageSize : {0, 333}) {
-        Query q = Bound(server);
+    const struct {
+        const Slapd& server;
+        int pageSize;
+        int status;
+        size_t count;
+    } cases[] = {{big, 0, 0, users}, {big, 333, 0, users}, {limited, 0, 4, 5}};
+    for (const auto& c : cases) {
+        Query q = Bound(c.server);
         q.filter = "(objectClass=posixAccount)";
         q.attrs = {"dn", "uid", "uidNumber", "sambaNTPassword"};
-        q.pageSize = pageSize;
-        Outcome out = Search(q);
-        EXPECT_EQ(0, out.status);
-        EXPECT_EQ(users, out.entries.size()) << "page size " << pageSize;
-        // One entry a block: the lists never hold more than one entry's pairs.
+        q.pageSize = c.pageSize;
+        Outcome out = CheckedSearch(q);
+        SCOPED_TRACE(c.count);
+        EXPECT_EQ(c.status, out.status);
         EXPECT_LE(out.maxBlockPairs, 4);
         std::set<std::string> dns;
         for (const Entry& entry : out.entries) dns.insert(entry.at(0).second);
-        EXPECT_EQ(users, dns.size());
+        EXPECT_EQ(c.count, dns.size());
+        EXPECT_EQ(c.count, out.entries.size());
     }
-}
-
-TEST_F(LDAPLibrary, ServerSizeLimitEndsWithCode4) {
-    Slapd limited;
-    ASSERT_TRUE(limited.Start({"--layout", "plain", "--sizelimit", "5"}));
-    Query q = Bound(limited);
-    q.filter = "(objectClass=posixAccount)";
-    q.attrs = {"dn"};
-    Outcome out = Search(q);
-    EXPECT_EQ(4, out.status);
-    EXPECT_EQ(5u, out.entries.size());
 }
 
 // --- server type --------------------------------------------------------------------------------
@@ -451,9 +333,7 @@ TEST_F(LDAPLibrary, ServerTypeProbe) {
         {Slapd::Qarn(), QARN_LDAP_TLS_NONE, "bindpw", "127.0.0.1:1", -1},
     };
     for (const auto& c : cases) {
-        Query q = Bound(c.server);
-        if (*c.address)
-            q.server = c.address == std::string("ldaps") ? c.server.LDAPSAddress() : c.address;
+        Query q = Bound(c.server, c.address);
         q.tls = c.tls;
         q.bindPW = c.password;
         QARN_LDAP_CONN conn = Conn(q);
@@ -474,57 +354,28 @@ TEST_F(LDAPLibrary, ServerTypeProbe) {
 class LDAPConfSetOne : public ::testing::Test {
   protected:
     void SetUp() override {
-        char tmpl[] = "/tmp/ldapconf-XXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(tmpl));
-        dir_ = tmpl;
-        conf_ = dir_ + "/ldap.conf";
-        defaults_ = dir_ + "/defaults.conf";
+        std::filesystem::remove_all(dir_);
+        std::filesystem::create_directory(dir_);
     }
-    void TearDown() override { Sandbox::Run({"/bin/rm", "-rf", dir_}); }
 
     int Set(const char* key, const char* value, int flag) {
         return QARNLDAPConfSetOne(conf_.c_str(), defaults_.c_str(), key, value, flag);
     }
 
-    std::string dir_, conf_, defaults_;
+    const std::string dir_ = "/tmp/ldapconf", conf_ = dir_ + "/ldap.conf",
+                      defaults_ = dir_ + "/defaults.conf";
 };
 
 TEST_F(LDAPConfSetOne, SetsOrResetsOneKeyAndKeepsEveryOtherLine) {
-    const struct {
-        const char* conf;  // nullptr: no such file
-        const char* defaults;
-        const char* key;
-        const char* value;
-        int flag;
-        const char* expected;
-    } cases[] = {
-        // The first line of the key changes (ignoring case, keeping its spelling); the others go.
-        {"# comment TLS_CERT x\n\nURI ldap://a\ntls_cert\t/old.crt\nTLS_REQCERT demand\n"
-         "TLS_CERT /dup.crt\nTLS_CERTDIR /d",
-         nullptr, "TLS_CERT", "/var/lib/ldap/ldapclient.crt", 0,
-         "# comment TLS_CERT x\n\nURI ldap://a\ntls_cert\t/var/lib/ldap/ldapclient.crt\n"
-         "TLS_REQCERT demand\nTLS_CERTDIR /d\n"},
-        {"URI ldap://a\n", nullptr, "TLS_KEY", "/k", 0, "URI ldap://a\nTLS_KEY /k\n"},
-        // Back to the default: its value, or no line when the defaults lack the key.
-        {"TLS_REQCERT demand\nTLS_CERT /c\nURI ldap://a\n", "TLS_REQCERT never\n", "TLS_REQCERT",
-         "whatever", 1, "TLS_REQCERT never\nTLS_CERT /c\nURI ldap://a\n"},
-        {"TLS_REQCERT never\nTLS_CERT /c\n", "TLS_REQCERT never\n", "TLS_CERT", "/c", 1,
-         "TLS_REQCERT never\n"},
-        {"URI ldap://a\n", "TLS_REQCERT never\n", "TLS_CERT", nullptr, 1, "URI ldap://a\n"},
-        {"TLS_REQCERT never\nURI ldap://a\n", nullptr, "TLS_REQCERT", nullptr, 1, "URI ldap://a\n"},
-        // A missing file starts from the defaults.
-        {nullptr, "# defaults\nTLS_REQCERT demand\n", "TLS_CERT", "/c", 0,
-         "# defaults\nTLS_REQCERT demand\nTLS_CERT /c\n"},
-        {nullptr, nullptr, "TLS_CERT", "/c", 0, "TLS_CERT /c\n"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.expected);
+    for (const Json::Value& c : ParseJson(Fixture("ldap_conf_set_one.json"))) {
+        SCOPED_TRACE(c["about"].asString());
         Sandbox::Remove(conf_);
         Sandbox::Remove(defaults_);
-        if (c.conf) Sandbox::WriteFile(conf_, c.conf);
-        if (c.defaults) Sandbox::WriteFile(defaults_, c.defaults);
-        ASSERT_EQ(0, Set(c.key, c.value, c.flag));
-        EXPECT_EQ(c.expected, Sandbox::ReadFile(conf_));
+        if (c.isMember("conf")) Sandbox::WriteFile(conf_, c["conf"].asString());
+        if (c.isMember("defaults")) Sandbox::WriteFile(defaults_, c["defaults"].asString());
+        const char* value = c["value"].isNull() ? nullptr : c["value"].asCString();
+        ASSERT_EQ(0, Set(c["key"].asCString(), value, c["reset"].asInt()));
+        EXPECT_EQ(c["expected"].asString(), Sandbox::ReadFile(conf_));
     }
     // The directory is made when missing.
     std::string nested = dir_ + "/a/b/ldap.conf";
@@ -549,10 +400,9 @@ TEST_F(LDAPConfSetOne, RewritesAtomicallyKeepingTheModeAndOnlyOnChange) {
 }
 
 TEST_F(LDAPConfSetOne, RefusesBadArguments) {
-    EXPECT_LT(Set("TLS CERT", "/c", 0), 0);
-    EXPECT_LT(Set("", "/c", 0), 0);
-    EXPECT_LT(Set(nullptr, "/c", 0), 0);
-    EXPECT_LT(Set("TLS_CERT", "/c\nTLS_REQCERT never", 0), 0);
+    const std::pair<const char*, const char*> bad[] = {
+        {"TLS CERT", "/c"}, {"", "/c"}, {nullptr, "/c"}, {"TLS_CERT", "/c\nTLS_REQCERT never"}};
+    for (const auto& b : bad) EXPECT_LT(Set(b.first, b.second, 0), 0) << b.second;
     EXPECT_LT(Set("TLS_CERT", "/c", 2), 0);
     EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet());
     EXPECT_LT(QARNLDAPConfSetOne(nullptr, nullptr, "TLS_CERT", "/c", 0), 0);
