@@ -163,48 +163,22 @@ TEST_F(LDAPChecks, ServerAddress) {
     }
 }
 
+// Every success answers the server's bind DN.
 TEST_F(LDAPChecks, AuthInfo) {
-    // The members of overrides replace those of the request; a server_address of "ldaps" is the
-    // server's LDAPS listener. Every success answers the server's bind DN.
-    const struct {
-        const Slapd& server;
-        const char* overrides;
-        int code;
-        const char* details;  // "": the code alone is checked
-    } cases[] = {
-        {Slapd::Qarn(), R"({"bind_dn": "ldapbind"})", 0, ""},    // uid=NAME,cn=users,BASE
-        {Slapd::Qarn(), R"({"server_address": "::1"})", 0, ""},  // IPv6 goes in brackets
-        {Slapd::Qarn(), R"({"server_address": "127.0.0.1", "encryption": "ssl"})", 0, ""},
-        {Slapd::Qarn(), R"({"server_address": "127.0.0.1", "encryption": "start_tls"})", 0, ""},
-        {Slapd::Qarn(), R"({"bind_pw": "wrong"})", 1030, R"({"ldap_errcode": 49, "level": 0})"},
-        {Slapd::Qarn(), R"({"encryption": "bogus"})", 4, "null"},
-        {Slapd::Qarn(), R"({"server_address": ""})", 1, "null"},
-        {Slapd::Qarn(), R"({"base_dn": ""})", 1, "null"},
-        {Slapd::Qarn(), R"({"encryption": ""})", 1, "null"},
-        {Slapd::Qarn(), R"({"bind_dn": ""})", 1, "null"},
-        {Slapd::Qarn(), R"({"bind_pw": ""})", 1, "null"},
-        {Slapd::TLSOnly(), "{}", 1054,
-         R"({"ldap_errcode": 13, "level": 0, "data": {"encryption": "start_tls"}})"},
-        {Slapd::TLSOnly(), R"({"encryption": "start_tls"})", 0, ""},
-        {Slapd::ClientCert(), R"({"server_address": "ldaps", "encryption": "ssl"})", 1030, ""},
-        // A bind name is used unchanged with a client certificate.
-        {Slapd::ClientCert(),
-         R"({"server_address": "ldaps", "encryption": "ssl", "enable_client_certificate": true})",
-         0, ""},
-    };
-    for (const auto& c : cases) {
-        Json::Value params = CheckRequest(c.server);
-        Json::Value overrides = ParseJson(c.overrides);
-        for (const std::string& name : overrides.getMemberNames()) params[name] = overrides[name];
-        if (params["server_address"] == "ldaps") params["server_address"] = c.server.LDAPSAddress();
+    for (const Json::Value& c : ParseJson(Fixture("ldap_auth_info.json"))) {
+        SCOPED_TRACE(c["about"].asString());
+        const Slapd& server = Slapd::Named(c["server"].asString());
+        Json::Value params = CheckRequest(server);
+        for (const std::string& name : c["overrides"].getMemberNames())
+            params[name] = c["overrides"][name];
+        if (params["server_address"] == "ldaps") params["server_address"] = server.LDAPSAddress();
         QARN::APIResponse response = CallEntry(CheckLDAPAuthInfo_v1, params);
-        SCOPED_TRACE(c.overrides);
-        Json::Value expected;
-        if (c.code == 0) expected["bind_dn"] = c.server.Get("BIND_DN");
-        if (c.code == 0 || *c.details) {
-            ExpectAnswer(response, c.code, *c.details ? ParseJson(c.details) : expected);
+        Json::Value details = c["details"];
+        if (c["code"] == 0) details["bind_dn"] = server.Get("BIND_DN");
+        if (c.isMember("details") || c["code"] == 0) {
+            ExpectAnswer(response, c["code"].asInt(), details);
         } else {
-            EXPECT_EQ(c.code, response.GetErrorCode());
+            EXPECT_EQ(c["code"].asInt(), response.GetErrorCode());
         }
     }
     EXPECT_TRUE(Sandbox::Logged("Err: Check all params"));

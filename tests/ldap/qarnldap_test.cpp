@@ -241,44 +241,20 @@ TEST_F(LDAPLibrary, EntriesAsKeyValueBlocks) {
 }
 
 TEST_F(LDAPLibrary, OneEntrysPairs) {
-    const struct {
-        const char* filter;
-        std::vector<std::string> attrs;  // {"*"}: no attribute list at all
-        Entry expected;
-        int oneEntry = 0;
-    } cases[] = {
-        // One entry asked of a directory that has more: the first, only its DN.
-        {nullptr, {"dn"}, {{"dn", "dc=example,dc=com"}}, 1},
-        // One pair per value of a multi-valued attribute.
-        {"(cn=developers)",
-         {"dn", "memberUid", "cn"},
-         {{"dn", "cn=developers,cn=groups,dc=example,dc=com"},
-          {"memberUid", "alice"},
-          {"memberUid", "bob"},
-          {"cn", "developers"}}},
-        // Keys keep the requested spelling; the DN comes first in any case.
-        {"(uid=alice)",
-         {"UIDNUMBER", "Uid"},
-         {{"dn", "uid=alice,cn=users,dc=example,dc=com"}, {"Uid", "alice"}, {"UIDNUMBER", "2001"}}},
-        // All attributes; the filter as the handler writes it, without parentheses.
-        {"objectClass=sambaDomain",
-         {"*"},
-         {{"dn", "sambaDomainName=EXAMPLE,dc=example,dc=com"},
-          {"objectClass", "sambaDomain"},
-          {"sambaDomainName", "EXAMPLE"},
-          {"sambaSID", "S-1-5-21-1-2-3"}}},
-    };
-    for (const auto& c : cases) {
+    for (const Json::Value& c : ParseJson(Fixture("ldap_one_entry_pairs.json"))) {
+        SCOPED_TRACE(c["about"].asString());
         Query q = Bound(Slapd::Qarn());
-        q.filter = c.filter;
-        q.allocAttrs = c.attrs != std::vector<std::string>{"*"};
-        if (q.allocAttrs) q.attrs = c.attrs;
-        q.oneEntry = c.oneEntry;
+        q.filter = c["filter"].isNull() ? nullptr : c["filter"].asCString();
+        q.allocAttrs = !c["attrs"].isNull();
+        for (const Json::Value& attr : c["attrs"]) q.attrs.push_back(attr.asString());
+        q.oneEntry = c["one_entry"].asInt();
+        Entry expected;
+        for (const Json::Value& pair : c["pairs"])
+            expected.emplace_back(pair[0].asString(), pair[1].asString());
         Outcome out = CheckedSearch(q);
-        SCOPED_TRACE(c.expected[0].second);
         // Stopping after one entry, the server may end with size limit exceeded.
-        EXPECT_TRUE(out.status == 0 || (c.oneEntry && out.status == 4)) << out.status;
-        EXPECT_EQ(std::vector<Entry>{c.expected}, out.entries);
+        EXPECT_TRUE(out.status == 0 || (q.oneEntry && out.status == 4)) << out.status;
+        EXPECT_EQ(std::vector<Entry>{expected}, out.entries);
     }
 }
 
@@ -314,35 +290,20 @@ TEST_F(LDAPLibrary, StreamsManyEntriesPageByPage) {
 // --- server type --------------------------------------------------------------------------------
 
 TEST_F(LDAPLibrary, ServerTypeProbe) {
-    const struct {
-        const Slapd& server;
-        int tls;
-        const char* password;
-        const char* address;  // "" for the server's, "ldaps" for its LDAPS listener
-        int type;             // -1: the probe fails
-    } cases[] = {
-        // The platform's own layout, readable by bound clients only: the probe binds to see it.
-        {Slapd::Qarn(), QARN_LDAP_TLS_NONE, "bindpw", "", QARN_LDAP_SERVER_QARN},
-        {Slapd::Qarn(), QARN_LDAP_TLS_SSL, "bindpw", "ldaps", QARN_LDAP_SERVER_QARN},
-        // Wrong password: the root DSE still tells OpenLDAP, the layout stays hidden.
-        {Slapd::Qarn(), QARN_LDAP_TLS_NONE, "wrong", "", QARN_LDAP_SERVER_OPENLDAP},
-        {Slapd::Big(), QARN_LDAP_TLS_NONE, "bindpw", "", QARN_LDAP_SERVER_OPENLDAP},
-        {Slapd::TLSOnly(), QARN_LDAP_TLS_START_TLS, "bindpw", "", QARN_LDAP_SERVER_OPENLDAP},
-        // Nothing readable without TLS, and no server at all.
-        {Slapd::TLSOnly(), QARN_LDAP_TLS_NONE, "bindpw", "", -1},
-        {Slapd::Qarn(), QARN_LDAP_TLS_NONE, "bindpw", "127.0.0.1:1", -1},
-    };
-    for (const auto& c : cases) {
-        Query q = Bound(c.server, c.address);
-        q.tls = c.tls;
-        q.bindPW = c.password;
+    for (const Json::Value& c : ParseJson(Fixture("ldap_server_type.json"))) {
+        SCOPED_TRACE(c["about"].asString());
+        Query q = Bound(Slapd::Named(c["server"].asString()), c["address"].asString());
+        q.tls = QARNLDAPSSLToType(c["tls"].asCString());
+        q.bindPW = c["password"].asString();
+        int type = c["type"].isNull()    ? -1
+                   : c["type"] == "qarn" ? QARN_LDAP_SERVER_QARN
+                                         : QARN_LDAP_SERVER_OPENLDAP;
         QARN_LDAP_CONN conn = Conn(q);
         QLIBCErrSetEx(0, "", 0);
         int rc = QARNLDAPBrowserCheckServerType(&conn);
-        SCOPED_TRACE(q.server + " " + c.password);
-        EXPECT_EQ(c.type, conn.serverType);
-        EXPECT_EQ(c.type == -1, rc < 0);
-        if (c.type == -1) {
+        EXPECT_EQ(type, conn.serverType);
+        EXPECT_EQ(type == -1, rc < 0);
+        if (type == -1) {
             EXPECT_EQ(QARN_LDAP_ERR_PROBE, QLIBCErrGet());
         }
     }
