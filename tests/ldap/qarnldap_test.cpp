@@ -220,23 +220,13 @@ TEST_F(LDAPLibrary, EntriesAsKeyValueBlocks) {
         for (const auto& pair : entry) EXPECT_EQ(1u, asked.count(pair.first)) << pair.first;
     }
     // Values come as they are: empty, with blanks, or no pair for an absent attribute.
-    const struct {
-        const char* rdn;
-        const char* key;
+    for (const Json::Value& c : ParseJson(Fixture("ldap_entry_values.json"))) {
+        SCOPED_TRACE(c["rdn"].asString() + " " + c["key"].asString());
+        const Entry* entry = FindDN(out, c["rdn"].asString() + "," + server.Get("PEOPLE_DN"));
+        ASSERT_NE(nullptr, entry);
         std::vector<std::string> values;
-    } cases[] = {
-        {"uid=alice", "uid", {"alice"}},
-        {"uid=alice", "uidNumber", {"2001"}},
-        {"uid=alice", "sambaNTPassword", {"000000020000000E0000001A000F4242"}},
-        {"cn=noname", "uid", {}},
-        {"cn=emptyname", "uid", {""}},
-        {"uid=badid3", "uidNumber", {" 1001"}},
-        {"uid=emptyntpw", "sambaNTPassword", {""}},
-    };
-    for (const auto& c : cases) {
-        const Entry* entry = FindDN(out, c.rdn + ("," + server.Get("PEOPLE_DN")));
-        ASSERT_NE(nullptr, entry) << c.rdn;
-        EXPECT_EQ(c.values, Values(*entry, c.key)) << c.rdn << " " << c.key;
+        for (const Json::Value& value : c["values"]) values.push_back(value.asString());
+        EXPECT_EQ(values, Values(*entry, c["key"].asString()));
     }
 }
 
@@ -374,18 +364,9 @@ TEST_F(LDAPConfSetOne, RefusesBadArguments) {
 // --- bound status and debug switch --------------------------------------------------------------
 
 TEST_F(LDAPLibrary, IsBindedFollowsNsswitch) {
-    const std::pair<const char*, int> cases[] = {
-        {"passwd: files ldap\ngroup: files ldap\n", 1},
-        {"passwd:\tfiles [NOTFOUND=return] ldap\n", 1},
-        {"passwd: files systemd winbind\ngroup: files ldap\n", 0},
-        {"# passwd: files ldap\npasswd: files\n", 0},
-        {"passwd: files # ldap\n", 0},
-        {"passwd: files ldapx\n", 0},
-        {"passwd: files [ldap=return]\n", 0},
-    };
-    for (const auto& c : cases) {
-        Sandbox::WriteFile("/etc/nsswitch.conf", c.first);
-        EXPECT_EQ(c.second, QARNLDAPIsBinded()) << c.first;
+    for (const Json::Value& c : ParseJson(Fixture("ldap_nsswitch.json"))) {
+        Sandbox::WriteFile("/etc/nsswitch.conf", c["nsswitch"].asString());
+        EXPECT_EQ(c["binded"].asInt(), QARNLDAPIsBinded()) << c["nsswitch"].asString();
     }
     unlink("/etc/nsswitch.conf");
     EXPECT_EQ(0, QARNLDAPIsBinded());
