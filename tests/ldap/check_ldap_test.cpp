@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -12,71 +13,57 @@
 #include "call.hpp"
 #include "check_ldap.hpp"
 #include "dns_server.hpp"
+#include "fixture.hpp"
 #include "ldap_cache_reader.hpp"
 #include "ldap_cache_writer.hpp"
 #include "sandbox.hpp"
 #include "slapd.hpp"
+#include "slapd_checks.hpp"
 #include "util.hpp"
 
 namespace {
 
-const char kPasswd[] =
-    "root:x:0:0:root:/root:/bin/bash\n"
-    "daemon:x:1:1:daemon:/usr/sbin:/usr/sbin/nologin\n"
-    "admin:x:1024:100::/home/admin:/bin/sh\n"
-    "\n"
-    "broken line\n";
-const char kGroup[] =
-    "root:x:0:\n"
-    "daemon:x:1:\n"
-    "users:x:100:\n"
-    "administrators:x:101:\n";
 const char kConf[] = "/usr/qarn/etc/openldap/ldap.conf";
-const char kAttributes[] = R"("attribute": {"name": "uid", "id": "uidNumber"})";
 
-Json::Value DefaultRules() {
-    return ParseJson(R"j([
-        {"category": "filter", "attribute": "passwd", "target": "(objectClass=posixAccount)"},
-        {"category": "passwd", "attribute": "uid", "target": "uid"},
-        {"category": "passwd", "attribute": "uidNumber", "target": "uidNumber"},
-        {"category": "filter", "attribute": "group", "target": "(objectClass=posixGroup)"},
-        {"category": "group", "attribute": "cn", "target": "cn"},
-        {"category": "group", "attribute": "gidNumber", "target": "gidNumber"}])j");
+// The checks that list troublesome entries, by the name of the instances' expectation files.
+const struct EntryCheck {
+    const char* name;
+    QARN::APIEntryFunction entry;
+    const char* type;
+    int code;
+} kEntryChecks[] = {
+    {"user_name_empty", CheckLDAPUserNameEmpty_v1, "user", 1042},
+    {"user_name_dup", CheckLDAPUserNameDup_v1, "user", 1043},
+    {"user_id_empty", CheckLDAPUserIdEmpty_v1, "user", 1044},
+    {"user_id_type", CheckLDAPUserIdType_v1, "user", 1045},
+    {"user_id_dup", CheckLDAPUserIdDup_v1, "user", 1046},
+    {"group_name_empty", CheckLDAPGroupNameEmpty_v1, "group", 1047},
+    {"group_name_dup", CheckLDAPGroupNameDup_v1, "group", 1048},
+    {"group_id_empty", CheckLDAPGroupIdEmpty_v1, "group", 1049},
+    {"group_id_type", CheckLDAPGroupIdType_v1, "group", 1050},
+    {"group_id_dup", CheckLDAPGroupIdDup_v1, "group", 1051},
+};
+
+QARN::APIEntryFunction EntryCheckNamed(const std::string& name) {
+    return std::find_if(std::begin(kEntryChecks), std::end(kEntryChecks),
+                        [&name](const EntryCheck& check) { return name == check.name; })
+        ->entry;
 }
 
-// A request for server, bound with its full bind DN, that asks for fresh data.
-Json::Value Params(const Slapd& server, const std::string& type = "user") {
-    Json::Value params = server.BindRequest();
-    params["profile_rules"] = DefaultRules();
-    params["type"] = type;
-    params["forced_get_data"] = true;
-    return params;
-}
-
-Json::Value List(const std::vector<std::string>& items) {
-    Json::Value list(Json::arrayValue);
-    for (const std::string& item : items) list.append(item);
-    return list;
+// The answer of an entry check of a fresh query that lists the DNs in list.
+Json::Value ListAnswer(const std::vector<std::string>& list, const char* type = nullptr) {
+    Json::Value answer;
+    answer["level"] = 1;
+    if (type) answer["params"]["type"] = type;
+    answer["params"]["forced_get_data"] = true;
+    answer["info"]["list"] = Json::arrayValue;
+    for (const std::string& dn : list) answer["info"]["list"].append(dn);
+    return answer;
 }
 
 class LDAPChecks : public ::testing::Test {
   protected:
-    static void SetUpTestSuite() {
-        const std::string& certs = Slapd::SharedCertificates();
-        Sandbox::WriteFile("/var/lib/ldap/ldapclient.crt",
-                           Sandbox::ReadFile(certs + "/client.crt"));
-        Sandbox::WriteFile("/var/lib/ldap/ldapclient.key", Sandbox::ReadFile(certs + "/client.key"),
-                           0600);
-    }
-    void SetUp() override {
-        Sandbox::WriteFile("/etc/passwd", kPasswd);
-        Sandbox::WriteFile("/etc/group", kGroup);
-        std::string conf = "TLS_CACERT " + Slapd::SharedCertificates() + "/ca.crt\n";
-        Sandbox::WriteFile(kConf, conf);
-        Sandbox::WriteFile("/usr/qarn/etc.defaults/openldap/ldap.conf", conf);
-        Sandbox::Remove("/tmp/LDAP_result_user.json");
-        Sandbox::Remove("/tmp/LDAP_result_group.json");
-    }
+    void SetUp() override { LayOutCheckSandbox(); }
 };
 
 // --- frame --------------------------------------------------------------------------------------
@@ -99,7 +86,6 @@ TEST(LDAPTestHandlerFrame, ProfileRules) {
     EXPECT_EQ("cn",
               handler.GetProfile("group", "cn", "cn"));  // the first rule counts, "" falls back
     EXPECT_EQ("objectGUID", handler.GetProfile("passwd", "uidNumber", "uidNumber"));
-
     handler.SetProfile("passwd", "uid", "login");
     handler.SetProfile("filter", "passwd", "(objectClass=person)");  // no such rule: not added
     EXPECT_EQ("login", handler.GetProfile("passwd", "uid", "uid"));
@@ -119,14 +105,12 @@ TEST(LDAPTestHandlerFrame, LocalAccounts) {
 TEST(LDAPResultCache, WrittenAndReadBackAsTheSameValue) {
     Json::Value result =
         ParseJson(R"j({"server_type": 1, "attribute": {"name": "uid", "id": "n"}})j");
-    LDAPEntry entry;
     Json::Value entries(Json::arrayValue);
-    std::vector<std::string> read;
     {
         LDAPCacheWriter writer("/tmp/cache.json", "user");
         for (const char* text : {"plain", "quote \" backslash \\ tab \t control \x01 end",
                                  "\xC3\xA4\xE2\x82\xAC utf-8", ""}) {
-            entry.Clear();
+            LDAPEntry entry;
             entry.Set("dn", text);
             entry.Set("uid", "x");
             entry.Set("uid", text);  // the later value counts
@@ -140,16 +124,19 @@ TEST(LDAPResultCache, WrittenAndReadBackAsTheSameValue) {
     ASSERT_TRUE(JsonFromFile("/tmp/cache.json", written));
     result["user"] = entries;
     EXPECT_EQ(result, written);
+    // Each entry as written, its name found through the cache's attributes member.
+    Json::Value read(Json::arrayValue);
     LDAPCacheReader reader("/tmp/cache.json", "user");
     ASSERT_TRUE(reader.Read([&read](const LDAPEntry& entry, const ResultAttributes& attributes) {
-        read.push_back(*entry.Find(attributes.name));
+        Json::Value item = entry.ToJson();
+        item["uid"] = *entry.Find(attributes.name);
+        read.append(item);
     }));
     EXPECT_FALSE(reader.NeedsSecondPass());
-    ASSERT_EQ(entries.size(), read.size());
-    for (unsigned i = 0; i < read.size(); ++i) EXPECT_EQ(entries[i]["uid"].asString(), read[i]);
+    EXPECT_EQ(entries, read);
 }
 
-// --- server address -----------------------------------------------------------------------------
+// --- server address and bind --------------------------------------------------------------------
 
 TEST_F(LDAPChecks, ServerAddress) {
     Slapd::Qarn();    // LDAP and LDAPS on 127.0.0.1
@@ -158,7 +145,6 @@ TEST_F(LDAPChecks, ServerAddress) {
         ldapsOnly.Start({"--host", "127.0.0.6", "--ldap-port", "1389", "--ldaps-port", "636"}));
     DnsServer dns("ex.test");
     dns.AddHost("ldap.ex.test", {"127.0.0.1"}).AddHost("nowhere.ex.test", {"127.0.0.9"}).Start();
-
     const struct {
         const char* address;
         int code;
@@ -169,61 +155,30 @@ TEST_F(LDAPChecks, ServerAddress) {
         {"missing.ex.test", 1000, nullptr}, {"", 501, nullptr},
     };
     for (const auto& c : cases) {
-        Json::Value params;
+        Json::Value params, expected;
         params["server_address"] = c.address;
         params["dns"] = DnsServer::kAddress;
-        Json::Value expected;
         if (c.probed) expected["server_address"] = c.probed;
         ExpectAnswer(CallEntry(CheckLDAPServerAddress_v1, params), c.code, expected);
     }
 }
 
-// --- bind ---------------------------------------------------------------------------------------
-
+// Every success answers the server's bind DN.
 TEST_F(LDAPChecks, AuthInfo) {
-    // The members of overrides replace those of Params(server); a server_address of "ldaps" is the
-    // server's LDAPS listener. Every success answers the server's bind DN.
-    const struct {
-        const Slapd& server;
-        const char* overrides;
-        int code;
-        const char* details;
-    } cases[] = {
-        {Slapd::Qarn(), R"({"bind_dn": "ldapbind"})", 0, ""},    // uid=NAME,cn=users,BASE
-        {Slapd::Qarn(), R"({"server_address": "::1"})", 0, ""},  // IPv6 goes in brackets
-        {Slapd::Qarn(), R"({"server_address": "127.0.0.1", "encryption": "ssl"})", 0, ""},
-        {Slapd::Qarn(), R"({"server_address": "127.0.0.1", "encryption": "start_tls"})", 0, ""},
-        {Slapd::Qarn(), R"({"bind_pw": "wrong"})", 1030, R"({"ldap_errcode": 49, "level": 0})"},
-        {Slapd::Qarn(), R"({"encryption": "bogus"})", 4, "null"},
-        {Slapd::Qarn(), R"({"server_address": ""})", 1, "null"},
-        {Slapd::Qarn(), R"({"base_dn": ""})", 1, "null"},
-        {Slapd::Qarn(), R"({"encryption": ""})", 1, "null"},
-        {Slapd::Qarn(), R"({"bind_dn": ""})", 1, "null"},
-        {Slapd::Qarn(), R"({"bind_pw": ""})", 1, "null"},
-        {Slapd::TLSOnly(), "{}", 1054,
-         R"({"ldap_errcode": 13, "level": 0, "data": {"encryption": "start_tls"}})"},
-        {Slapd::TLSOnly(), R"({"encryption": "start_tls"})", 0, ""},
-        {Slapd::ClientCert(), R"({"server_address": "ldaps", "encryption": "ssl"})", 1030, ""},
-        // A bind name is used unchanged with a client certificate.
-        {Slapd::ClientCert(),
-         R"({"server_address": "ldaps", "encryption": "ssl", "enable_client_certificate": true})",
-         0, ""},
-    };
-    for (const auto& c : cases) {
-        Json::Value params = Params(c.server);
-        Json::Value overrides = ParseJson(c.overrides);
-        for (const std::string& name : overrides.getMemberNames()) params[name] = overrides[name];
-        if (params["server_address"] == "ldaps") params["server_address"] = c.server.LDAPSAddress();
+    for (const Json::Value& c : ParseJson(Fixture("ldap_auth_info.json"))) {
+        SCOPED_TRACE(c["about"].asString());
+        const Slapd& server = Slapd::Named(c["server"].asString());
+        Json::Value params = CheckRequest(server);
+        for (const std::string& name : c["overrides"].getMemberNames())
+            params[name] = c["overrides"][name];
+        if (params["server_address"] == "ldaps") params["server_address"] = server.LDAPSAddress();
         QARN::APIResponse response = CallEntry(CheckLDAPAuthInfo_v1, params);
-        SCOPED_TRACE(c.overrides);
-        if (c.code == 0) {
-            Json::Value expected;
-            expected["bind_dn"] = c.server.Get("BIND_DN");
-            ExpectAnswer(response, 0, expected);
-        } else if (*c.details) {
-            ExpectAnswer(response, c.code, ParseJson(c.details));
+        Json::Value details = c["details"];
+        if (c["code"] == 0) details["bind_dn"] = server.Get("BIND_DN");
+        if (c.isMember("details") || c["code"] == 0) {
+            ExpectAnswer(response, c["code"].asInt(), details);
         } else {
-            EXPECT_EQ(c.code, response.GetErrorCode());
+            EXPECT_EQ(c["code"].asInt(), response.GetErrorCode());
         }
     }
     EXPECT_TRUE(Sandbox::Logged("Err: Check all params"));
@@ -237,10 +192,9 @@ TEST_F(LDAPChecks, AuthInfo) {
 TEST_F(LDAPChecks, ProfileFitsAndIsCached) {
     const Slapd& server = Slapd::Qarn();
     for (const char* type : {"user", "group"}) {
-        Json::Value params = Params(server, type);
         Json::Value expected;
-        expected["profile_rules"] = DefaultRules();
-        ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 0, expected);
+        expected["profile_rules"] = DefaultProfileRules();
+        ExpectAnswer(CallEntry(CheckLDAPProfile_v1, CheckRequest(server, type)), 0, expected);
         Json::Value cache =
             ParseJson(Sandbox::ReadFile(std::string("/tmp/LDAP_result_") + type + ".json"));
         EXPECT_EQ(1, cache["server_type"].asInt());
@@ -260,19 +214,18 @@ TEST_F(LDAPChecks, ProfileFitsAndIsCached) {
 }
 
 TEST_F(LDAPChecks, ProfileCustomized) {
-    Json::Value params = Params(Slapd::Qarn());
+    Json::Value params = CheckRequest(Slapd::Qarn());
     params["profile_rules"] = ConcatJsonArray(
-        ParseJson(R"j([{"attribute": "uid", "target": "login"}])j"), DefaultRules());
+        ParseJson(R"j([{"attribute": "uid", "target": "login"}])j"), DefaultProfileRules());
     params["modify_user_profile"] = true;
     params["profile_user_uid"] = "";  // the rule's target becomes "", the default "uid" applies
     params["profile_user_filter"] = "(objectClass=posixAccount)";
     params["profile_user_uid_number"] = "HASH(uidNumber)";
-    Json::Value rules = params["profile_rules"];
-    rules[2]["target"] = "";
-    rules[3]["target"] = "HASH(uidNumber)";
     Json::Value expected;
     expected["name"] = "customized";
-    expected["profile_rules"] = rules;  // edited in place, nothing added
+    expected["profile_rules"] = params["profile_rules"];  // edited in place, nothing added
+    expected["profile_rules"][2]["target"] = "";
+    expected["profile_rules"][3]["target"] = "HASH(uidNumber)";
     ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 0, expected);
     Json::Value cache = ParseJson(Sandbox::ReadFile("/tmp/LDAP_result_user.json"));
     EXPECT_TRUE(cache["skip_id_type_check"].asBool());
@@ -280,7 +233,7 @@ TEST_F(LDAPChecks, ProfileCustomized) {
 }
 
 TEST_F(LDAPChecks, ProfileMismatch) {
-    Json::Value params = Params(Slapd::Qarn(), "group");
+    Json::Value params = CheckRequest(Slapd::Qarn(), "group");
     params["modify_group_profile"] = true;
     params["profile_group_gid_number"] = "gid";
     ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 1041, ParseJson(R"j({
@@ -290,15 +243,13 @@ TEST_F(LDAPChecks, ProfileMismatch) {
     for (const auto& file : std::filesystem::directory_iterator("/tmp")) {  // nothing half-written
         EXPECT_EQ(std::string::npos, file.path().string().find("LDAP_result_group"));
     }
-
-    params = Params(Slapd::Qarn());
+    params = CheckRequest(Slapd::Qarn());
     params["bind_pw"] = "wrong";
     ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 1040, ParseJson(R"j({"ldap_errcode": 49,
         "data": {"profile_user_filter": "(objectClass=posixAccount)", "profile_user_uid": "uid",
                  "profile_user_uid_number": "uidNumber"},
         "level": 0, "params": {"modify_user_profile": true}})j"));
-
-    params = Params(Slapd::Qarn(), "any");
+    params = CheckRequest(Slapd::Qarn(), "any");
     EXPECT_EQ(1041, CallEntry(CheckLDAPProfile_v1, params).GetErrorCode());
     params["type"] = "../../etc/passwd";
     ExpectAnswer(CallEntry(CheckLDAPProfile_v1, params), 1, Json::Value());
@@ -307,52 +258,28 @@ TEST_F(LDAPChecks, ProfileMismatch) {
 // --- entries ------------------------------------------------------------------------------------
 
 TEST_F(LDAPChecks, EntryChecksListTheTroublesomeEntries) {
-    const struct {
-        QARN::APIEntryFunction entry;
-        const char* type;
-        const char* expectation;
-        int code;
-    } cases[] = {
-        {CheckLDAPUserNameEmpty_v1, "user", "user_name_empty", 1042},
-        {CheckLDAPUserNameDup_v1, "user", "user_name_dup", 1043},
-        {CheckLDAPUserIdEmpty_v1, "user", "user_id_empty", 1044},
-        {CheckLDAPUserIdType_v1, "user", "user_id_type", 1045},
-        {CheckLDAPUserIdDup_v1, "user", "user_id_dup", 1046},
-        {CheckLDAPGroupNameEmpty_v1, "group", "group_name_empty", 1047},
-        {CheckLDAPGroupNameDup_v1, "group", "group_name_dup", 1048},
-        {CheckLDAPGroupIdEmpty_v1, "group", "group_id_empty", 1049},
-        {CheckLDAPGroupIdType_v1, "group", "group_id_type", 1050},
-        {CheckLDAPGroupIdDup_v1, "group", "group_id_dup", 1051},
-    };
     const Slapd& server = Slapd::Plain();  // another OpenLDAP: "admin" and "users" clash too
-    for (const auto& c : cases) {
-        Json::Value expected;
-        expected["level"] = 1;
-        expected["params"]["type"] = c.type;
-        expected["params"]["forced_get_data"] = true;
-        expected["info"]["list"] = List(server.Expect(c.expectation));
-        ASSERT_LE(2u, expected["info"]["list"].size()) << c.expectation;
+    for (const EntryCheck& c : kEntryChecks) {
+        Json::Value expected = ListAnswer(server.Expect(c.name), c.type);
+        ASSERT_LE(2u, expected["info"]["list"].size()) << c.name;
         if (c.code == 1046 || c.code == 1051) expected["isPlural"] = true;
-        ExpectAnswer(CallEntry(c.entry, Params(server, c.type)), c.code, expected);
+        ExpectAnswer(CallEntry(c.entry, CheckRequest(server, c.type)), c.code, expected);
     }
 }
 
 TEST_F(LDAPChecks, DuplicatesOnTheOwnServer) {
     const Slapd& server = Slapd::Qarn();
     // The platform's own "admin", "users" and "administrators" are no clash there.
-    QARN::APIResponse response = CallEntry(CheckLDAPUserNameDup_v1, Params(server));
-    EXPECT_EQ(1043, response.GetErrorCode());
-    EXPECT_EQ(StringArray({"root", "daemon"}), response.GetData()["info"]["list"]);
-    response = CallEntry(CheckLDAPGroupNameDup_v1, Params(server, "group"));
-    EXPECT_EQ(1048, response.GetErrorCode());
-    EXPECT_EQ(StringArray({"root", "daemon"}), response.GetData()["info"]["list"]);
-
+    ExpectAnswer(CallEntry(CheckLDAPUserNameDup_v1, CheckRequest(server)), 1043,
+                 ListAnswer({"root", "daemon"}, "user"));
+    ExpectAnswer(CallEntry(CheckLDAPGroupNameDup_v1, CheckRequest(server, "group")), 1048,
+                 ListAnswer({"root", "daemon"}, "group"));
     Sandbox::WriteFile("/etc/passwd", "admin:x:1024:100::/:/bin/sh\n");  // one ID duplicate
-    response = CallEntry(CheckLDAPUserIdDup_v1, Params(server));
-    EXPECT_EQ(StringArray({server.Get("ADMIN_DN").c_str()}), response.GetData()["info"]["list"]);
-    EXPECT_FALSE(response.GetData()["isPlural"].asBool());
+    Json::Value single = ListAnswer({server.Get("ADMIN_DN")}, "user");
+    single["isPlural"] = false;
+    ExpectAnswer(CallEntry(CheckLDAPUserIdDup_v1, CheckRequest(server)), 1046, single);
 
-    Json::Value params = Params(server);
+    Json::Value params = CheckRequest(server);
     params["enable_idmap"] = "true";
     params["type"] = Json::Value(Json::objectValue);  // not even read
     ExpectAnswer(CallEntry(CheckLDAPUserIdDup_v1, params), 0, Json::Value());
@@ -364,19 +291,16 @@ TEST_F(LDAPChecks, DuplicatesOnTheOwnServer) {
 }
 
 TEST_F(LDAPChecks, SambaNTPasswordAndSchema) {
-    Json::Value expected;
-    expected["level"] = 1;
-    expected["params"]["forced_get_data"] = true;
-    expected["info"]["list"] = List(Slapd::Qarn().Expect("user_ntpwd"));
-    Json::Value params = Params(Slapd::Qarn(), "group");  // always the users
-    ExpectAnswer(CallEntry(CheckLDAPSambaNTPwd_v1, params), 1053, expected);
+    Json::Value params = CheckRequest(Slapd::Qarn(), "group");  // always the users
+    ExpectAnswer(CallEntry(CheckLDAPSambaNTPwd_v1, params), 1053,
+                 ListAnswer(Slapd::Qarn().Expect("user_ntpwd")));
     params["enable_cifs_pam"] = true;
     ExpectAnswer(CallEntry(CheckLDAPSambaNTPwd_v1, params), 0, Json::Value());
 
-    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, Params(Slapd::Qarn())), 0, Json::Value());
-    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, Params(Slapd::Plain())), 1052,
+    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, CheckRequest(Slapd::Qarn())), 0, Json::Value());
+    params = CheckRequest(Slapd::Plain());
+    ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, params), 1052,
                  ParseJson(R"j({"ldap_errcode": 0, "level": 1})j"));
-    params = Params(Slapd::Plain());
     params["enable_cifs_pam"] = "true";
     ExpectAnswer(CallEntry(CheckLDAPSambaSchema_v1, params), 0, Json::Value());
 }
@@ -384,7 +308,7 @@ TEST_F(LDAPChecks, SambaNTPasswordAndSchema) {
 TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
     Slapd server;
     ASSERT_TRUE(server.Start({}));
-    Json::Value params = Params(server);
+    Json::Value params = CheckRequest(server);
     params["modify_user_profile"] = true;
     params["profile_user_uid_number"] = "HASH(uidNumber)";
     ASSERT_TRUE(CallEntry(CheckLDAPProfile_v1, params).IsSuccess());
@@ -408,64 +332,23 @@ TEST_F(LDAPChecks, EntryChecksReadTheProfilesCache) {
 }
 
 // A cache of no server: one that parses answers, one that does not is replaced by a live query,
-// which fails (4). "@" in a cache stands for the attributes member.
+// which fails (4).
 TEST_F(LDAPChecks, EntryChecksReadAnyCacheTheyCanParse) {
-    const struct {
-        QARN::APIEntryFunction entry;
-        int code;
-        const char* list;  // the DNs listed, as JSON
-        std::string cache;
-    } cases[] = {
-        // Nothing for the category: nothing to report.
-        {CheckLDAPUserNameEmpty_v1, 0, "[]", "{@}"},
-        {CheckLDAPUserIdType_v1, 0, "[]", R"({"user": 5})"},
-        {CheckLDAPUserNameEmpty_v1, 0, "[]", "[]"},
-        {CheckLDAPUserIdEmpty_v1, 0, "[]", R"({@, "user": [{"dn": "a"}], "user": null})"},
-        // As the JSON library reads: byte order mark, comments, trailing commas and text after
-        // the value; of members named twice the last counts.
-        {CheckLDAPUserNameEmpty_v1, 1042, R"(["a"])",
-         "\xEF\xBB\xBF// cache\n{@, "
-         R"("user": [{"dn": "a", "uid": ""}, /* */ ],} trailing)"},
-        {CheckLDAPUserNameEmpty_v1, 1042, R"(["b"])",
-         R"({@, "user": [{"dn": "a"}], "user": [{"dn": "b", "uid": "x", "uid": 5}]})"},
-        // Attributes after the entries.
-        {CheckLDAPUserIdType_v1, 1045, R"(["a"])",
-         R"({"user": [{"dn": "a", "uidNumber": "x"}, {"dn": "b", "no": "7"}],
-            "attribute": {"name": "uid", "id": "no"}})"},
-        // Entries that are no objects, values that are no strings, DNs that are empty.
-        {CheckLDAPUserIdEmpty_v1, 1044, R"(["c", "d"])",
-         R"({@, "user": [1, "x", [], {"dn": "c", "uid": {"uid": "y"}},
-            {"dn": "", "uid": ""}, {"dn": "d", "uid": "u", "uidNumber": 7}]})"},
-        {CheckLDAPUserIdType_v1, 0, "[]",
-         R"({@, "user": [{"dn": "a"}], "skip_id_type_check": true})"},
-        // The server type as any number or text.
-        {CheckLDAPUserNameDup_v1, 1043, R"(["root"])",
-         R"({"attribute": {"name": "uid"}, "user": [{"dn": "a", "uid": "root"},
-            {"dn": "b", "uid": "admin"}], "server_type": 1.0})"},
-        {CheckLDAPUserNameDup_v1, 1043, R"(["admin"])",
-         R"({"attribute": {"name": "uid"}, "user": [{"dn": "b", "uid": "admin"}],
-            "server_type": "1"})"},
-        // Not JSON.
-        {CheckLDAPUserNameEmpty_v1, 4, "[]", R"({"user": [{"dn": "a"})"},
-        {CheckLDAPUserNameEmpty_v1, 4, "[]", ""},
-    };
-    Json::Value params = Params(Slapd::Qarn());
+    Json::Value params = CheckRequest(Slapd::Qarn());
     params["server_address"] = "127.0.0.1:1";
     params["forced_get_data"] = false;
-    for (const auto& c : cases) {
-        std::string cache = c.cache;
-        if (size_t at = cache.find('@'); at != std::string::npos) cache.replace(at, 1, kAttributes);
-        SCOPED_TRACE(cache);
-        Sandbox::WriteFile("/tmp/LDAP_result_user.json", cache);
-        QARN::APIResponse response = CallEntry(c.entry, params);
-        EXPECT_EQ(c.code, response.GetErrorCode());
-        if (c.code > 4) {
-            EXPECT_EQ(ParseJson(c.list), response.GetData()["info"]["list"]);
+    for (const Json::Value& c : ParseJson(Fixture("ldap_result_caches.json"))) {
+        SCOPED_TRACE(c["about"].asString());
+        Sandbox::WriteFile("/tmp/LDAP_result_user.json", c["cache"].asString());
+        QARN::APIResponse response = CallEntry(EntryCheckNamed(c["check"].asString()), params);
+        EXPECT_EQ(c["code"].asInt(), response.GetErrorCode());
+        if (c["code"].asInt() > 4) {
+            EXPECT_EQ(c["list"], response.GetData()["info"]["list"]);
         }
     }
     // A link planted in place of the cache is not followed,
     Sandbox::WriteFile("/tmp/elsewhere.json",
-                       std::string("{") + kAttributes + R"(, "user": [{"dn": "a"}]})");
+                       R"({"attribute": {"name": "uid"}, "user": [{"dn": "a"}]})");
     Sandbox::Link("/tmp/elsewhere.json", "/tmp/LDAP_result_user.json");
     EXPECT_EQ(4, CallEntry(CheckLDAPUserNameEmpty_v1, params).GetErrorCode());
     Sandbox::Remove("/tmp/LDAP_result_user.json");  // nor is a pipe waited on
@@ -474,19 +357,16 @@ TEST_F(LDAPChecks, EntryChecksReadAnyCacheTheyCanParse) {
 }
 
 TEST_F(LDAPChecks, CleanDirectoryPasses) {
+    Sandbox::WriteFile("/tmp/empty", "");
     Slapd server;
-    std::string empty = "/tmp/empty";
-    Sandbox::WriteFile(empty, "");
-    ASSERT_TRUE(server.Start({"--passwd", empty, "--group", empty}));
-    Json::Value params = Params(server);
+    ASSERT_TRUE(server.Start({"--passwd", "/tmp/empty", "--group", "/tmp/empty"}));
+    Json::Value params = CheckRequest(server);
     params["modify_user_profile"] = true;
     params["profile_user_filter"] = "(|(uid=alice)(uid=bob)(uid=carol))";
     params["profile_user_uid"] = "uid";
     params["profile_user_uid_number"] = "uidNumber";
-    for (QARN::APIEntryFunction entry :
-         {CheckLDAPUserNameEmpty_v1, CheckLDAPUserIdEmpty_v1, CheckLDAPUserIdType_v1,
-          CheckLDAPUserNameDup_v1, CheckLDAPUserIdDup_v1}) {
-        ExpectAnswer(CallEntry(entry, params), 0, Json::Value());
+    for (const EntryCheck& c : kEntryChecks) {
+        if (*c.type == 'u') ExpectAnswer(CallEntry(c.entry, params), 0, Json::Value());
     }
 }
 

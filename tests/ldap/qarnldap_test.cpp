@@ -15,152 +15,56 @@
 #include <utility>
 #include <vector>
 
+#include "call.hpp"
+#include "fixture.hpp"
 #include "qarnldap.h"
 #include "sandbox.hpp"
 #include "slapd.hpp"
+#include "slapd_query.hpp"
 
 namespace {
 
 const char kConf[] = QARN_LDAP_CONF_PATH;
 const char kDefaults[] = QARN_LDAP_CONF_DEFAULTS_PATH;
 
-// A CA that signed none of the instances' certificates.
-const std::string& OtherCA() {
-    static const std::string dir = [] {
-        std::string path = "/tmp/other-ca";
-        EXPECT_TRUE(Slapd::MakeCertificates(path));
-        return path;
-    }();
-    return dir;
-}
-
-using Entry = std::vector<std::pair<std::string, std::string>>;
-
-struct Outcome {
-    int initRc = 0;
-    int status = 0;
-    int maxBlockPairs = 0;
-    std::vector<Entry> entries;
-};
-
-struct Query {
-    std::string server;
-    int tls = QARN_LDAP_TLS_NONE;
-    std::string bindDN;
-    std::string bindPW;
-    std::string base = "dc=example,dc=com";
-    const char* filter = nullptr;
-    std::vector<std::string> attrs;
-    bool allocAttrs = true;
-    int oneEntry = 0;
-    int pageSize = 0;
-};
-
-// The connection of a query; it points into q.
-QARN_LDAP_CONN Conn(const Query& q) {
-    QARN_LDAP_CONN conn = {};
-    conn.szServer = q.server.c_str();
-    conn.szBaseDN = q.base.c_str();
-    conn.szBindDN = q.bindDN.c_str();
-    conn.szBindPW = q.bindPW.c_str();
-    conn.serverType = -1;
-    conn.tlsType = q.tls;
-    return conn;
-}
-
-Outcome Search(const Query& q) {
-    Outcome out;
-    QARN_LDAP_CONN conn = Conn(q);
-    QARN_LDAP_SEARCH_REQ req;
-    QARN_LDAP_SEARCH_RESULT res = {};
-    EXPECT_EQ(0, QARNLDAPSearchRequestInit(&req, q.allocAttrs ? 1 : 0));
-    req.szFilter = q.filter;
-    req.oneEntry = q.oneEntry;
-    req.pageSize = q.pageSize;
-    for (const std::string& attr : q.attrs)
-        EXPECT_GE(QLIBCSzListPush(&req.pAttrs, attr.c_str()), 0);
-    out.initRc = QARNLDAPSearchInit(&conn, &req, &res);
+// Searches as Search does; every search ends for good and frees its records whole.
+Outcome CheckedSearch(const Query& q) {
+    Outcome out = Search(q);
+    EXPECT_EQ(0, out.setupRc);
     if (out.initRc == 0) {
-        while (QARNLDAPSearchGetNext(&req, &res) == 1) {
-            int count = QARNLDAPResultGetAttrCount(&res);
-            out.maxBlockPairs = std::max(out.maxBlockPairs, count);
-            Entry entry;
-            for (int i = 0; i < count; ++i) {
-                entry.emplace_back(QARNLDAPResultGetKey(&res, i), QARNLDAPResultGetValue(&res, i));
-            }
-            out.entries.push_back(entry);
-        }
-        // The reading stays ended.
-        EXPECT_EQ(0, QARNLDAPSearchGetNext(&req, &res));
-        EXPECT_EQ(0, QARNLDAPResultGetAttrCount(&res));
-        out.status = res.status;
-        EXPECT_EQ(static_cast<int>(out.entries.size()), res.entryCount);
+        EXPECT_EQ(0, out.nextAfterEnd);
+        EXPECT_EQ(0, out.pairsAfterEnd);
+        EXPECT_EQ(static_cast<int>(out.entries.size()), out.entryCount);
     }
-    QARNLDAPSearchFree(&req, &res);
-    EXPECT_EQ(nullptr, req.pAttrs);
-    EXPECT_EQ(nullptr, req.pPriv);
-    EXPECT_EQ(nullptr, res.pKeys);
+    EXPECT_TRUE(out.freedAll);
     return out;
-}
-
-// The values of key in entry.
-std::vector<std::string> Values(const Entry& entry, const std::string& key) {
-    std::vector<std::string> values;
-    for (const auto& pair : entry) {
-        if (pair.first == key) values.push_back(pair.second);
-    }
-    return values;
-}
-
-const Entry* FindDN(const Outcome& out, const std::string& dn) {
-    for (const Entry& entry : out.entries) {
-        if (!entry.empty() && entry[0].first == "dn" && entry[0].second == dn) return &entry;
-    }
-    return nullptr;
-}
-
-// The platform configuration: our CA, certificates demanded; the defaults file alike.
-void WritePlatformConf(const std::string& ca) {
-    Sandbox::WriteFile(kConf,
-                       "# LDAP client settings\nTLS_CACERT " + ca + "\nTLS_REQCERT demand\n");
-    Sandbox::WriteFile(kDefaults, "# defaults\nTLS_CACERT " + ca + "\nTLS_REQCERT demand\n");
 }
 
 class LDAPLibrary : public ::testing::Test {
   protected:
     void SetUp() override { WritePlatformConf(Slapd::SharedCertificates() + "/ca.crt"); }
-
-    Query Bound(const Slapd& server) {
-        Query q;
-        q.server = server.Address();
-        q.bindDN = server.Get("BIND_DN");
-        q.bindPW = server.Get("BIND_PW");
-        return q;
-    }
 };
 
-// --- TLS mode names -----------------------------------------------------------------------------
+// --- records and arguments ---------------------------------------------------------------------
 
 TEST(LDAPSSLToType, ModeNames) {
-    EXPECT_EQ(QARN_LDAP_TLS_NONE, QARNLDAPSSLToType("no"));
-    EXPECT_EQ(QARN_LDAP_TLS_SSL, QARNLDAPSSLToType("yes"));
-    EXPECT_EQ(QARN_LDAP_TLS_SSL, QARNLDAPSSLToType("ssl"));
-    EXPECT_EQ(QARN_LDAP_TLS_START_TLS, QARNLDAPSSLToType("start_tls"));
-    EXPECT_EQ(QARN_LDAP_TLS_START_TLS, QARNLDAPSSLToType("START_TLS"));
-    EXPECT_EQ(QARN_LDAP_TLS_INVALID, QARNLDAPSSLToType(""));
-    EXPECT_EQ(QARN_LDAP_TLS_INVALID, QARNLDAPSSLToType("maybe"));
-    EXPECT_EQ(QARN_LDAP_TLS_INVALID, QARNLDAPSSLToType(nullptr));
+    const std::pair<int, std::vector<const char*>> cases[] = {
+        {QARN_LDAP_TLS_NONE, {"no"}},
+        {QARN_LDAP_TLS_SSL, {"yes", "ssl"}},
+        {QARN_LDAP_TLS_START_TLS, {"start_tls", "START_TLS"}},
+        {QARN_LDAP_TLS_INVALID, {"", "maybe", nullptr}},
+    };
+    for (const auto& c : cases) {
+        for (const char* name : c.second) EXPECT_EQ(c.first, QARNLDAPSSLToType(name)) << name;
+    }
 }
 
 TEST(LDAPSearchRecords, InitAndFreeAreSafe) {
     QARN_LDAP_SEARCH_REQ req;
     memset(&req, 0x5a, sizeof(req));
     ASSERT_EQ(0, QARNLDAPSearchRequestInit(&req, 1));
-    EXPECT_NE(nullptr, req.pAttrs);
     EXPECT_EQ(0, QLIBCSzListCount(req.pAttrs));
-    EXPECT_EQ(nullptr, req.szFilter);
-    EXPECT_EQ(0, req.oneEntry);
-    EXPECT_EQ(nullptr, req.pPriv);
+    EXPECT_TRUE(req.pAttrs && !req.szFilter && !req.oneEntry && !req.pPriv);
     QARN_LDAP_SEARCH_RESULT res = {};
     EXPECT_EQ(0, QARNLDAPResultGetAttrCount(&res));
     EXPECT_EQ(nullptr, QARNLDAPResultGetKey(&res, 0));
@@ -181,20 +85,17 @@ TEST(LDAPSearchRecords, BadArgumentsAreRecorded) {
     EXPECT_LT(QARNLDAPSearchInit(nullptr, &req, &res), 0);
     EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet());
     EXPECT_GT(QLIBCErrorGetLine(), 0);
-
-    QARN_LDAP_CONN conn = {};
-    conn.szBaseDN = "dc=example,dc=com";
-    conn.szServer = "";
-    EXPECT_LT(QARNLDAPSearchInit(&conn, &req, &res), 0);
-    EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet());
-    for (const char* bad : {"host name", "a/b", "ldap://x ldap://y", "[fd00::1", "h:99999",
+    Query q;
+    for (const char* bad : {"", "host name", "a/b", "ldap://x ldap://y", "[fd00::1", "h:99999",
                             "h:", "[::1]x", "ftp://host"}) {
-        conn.szServer = bad;
+        q.server = bad;
+        QARN_LDAP_CONN conn = Conn(q);
         EXPECT_LT(QARNLDAPSearchInit(&conn, &req, &res), 0) << bad;
         EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet()) << bad;
     }
-    conn.szServer = "127.0.0.1";
-    conn.tlsType = QARNLDAPSSLToType("bogus");
+    q.server = "127.0.0.1";
+    q.tls = QARNLDAPSSLToType("bogus");
+    QARN_LDAP_CONN conn = Conn(q);
     EXPECT_LT(QARNLDAPSearchInit(&conn, &req, &res), 0);
     EXPECT_EQ(QARN_LDAP_ERR_TLS, QLIBCErrGet());
     QARNLDAPSearchFree(&req, &res);
@@ -223,7 +124,7 @@ TEST_F(LDAPLibrary, FailedStepsGiveTheirLDAPCode) {
         q.filter = "(objectClass=posixAccount)";
         c.edit(q);
         QLIBCErrSetEx(0, "", 0);
-        Outcome out = Search(q);
+        Outcome out = CheckedSearch(q);
         SCOPED_TRACE(c.status);
         EXPECT_EQ(0, out.initRc);
         EXPECT_EQ(c.status, out.status);
@@ -234,47 +135,35 @@ TEST_F(LDAPLibrary, FailedStepsGiveTheirLDAPCode) {
 
 // Without a port the TLS type's default port: 636 for LDAPS, 389 otherwise.
 TEST_F(LDAPLibrary, AddressesAndEncryption) {
-    const struct {
-        const Slapd& server;
-        const char* address;  // "" for the server's plain, "ldaps" for its LDAPS listener
-        int tls;
-    } cases[] = {
-        {Slapd::Qarn(), "ldaps", QARN_LDAP_TLS_SSL},
-        {Slapd::Qarn(), "127.0.0.1", QARN_LDAP_TLS_NONE},
-        {Slapd::Qarn(), "ldaps://127.0.0.1:636", QARN_LDAP_TLS_SSL},
-        {Slapd::Qarn(), "::1", QARN_LDAP_TLS_NONE},
-        {Slapd::Qarn(), "[::1]:389", QARN_LDAP_TLS_NONE},
-        {Slapd::Qarn(), "[::1]", QARN_LDAP_TLS_SSL},
+    const std::pair<const char*, int> cases[] = {
+        {"ldaps", QARN_LDAP_TLS_SSL},      {"127.0.0.1", QARN_LDAP_TLS_NONE},
+        {"::1", QARN_LDAP_TLS_NONE},       {"ldaps://127.0.0.1:636", QARN_LDAP_TLS_SSL},
+        {"[::1]:389", QARN_LDAP_TLS_NONE}, {"[::1]", QARN_LDAP_TLS_SSL},
     };
     for (const auto& c : cases) {
-        Query q = Bound(c.server);
-        if (*c.address)
-            q.server = c.address == std::string("ldaps") ? c.server.LDAPSAddress() : c.address;
-        q.tls = c.tls;
+        Query q = Bound(Slapd::Qarn(), c.first);
+        q.tls = c.second;
         q.filter = "(objectClass=posixGroup)";
         q.attrs = {"dn"};
-        Outcome out = Search(q);
-        SCOPED_TRACE(q.server + " " + std::to_string(c.tls));
+        Outcome out = CheckedSearch(q);
+        SCOPED_TRACE(q.server);
         EXPECT_EQ(0, out.status);
-        EXPECT_EQ(std::stoul(c.server.Get("GROUPS_COUNT")), out.entries.size());
+        EXPECT_EQ(std::stoul(Slapd::Qarn().Get("GROUPS_COUNT")), out.entries.size());
     }
 }
 
+// A server certificate of another CA fails LDAPS and StartTLS alike, unless it is not checked.
 TEST_F(LDAPLibrary, ServerCertificateIsVerified) {
-    Query q = Bound(Slapd::Qarn());
-    q.server = Slapd::Qarn().LDAPSAddress();
-    q.tls = QARN_LDAP_TLS_SSL;
-    WritePlatformConf(OtherCA() + "/ca.crt");  // a CA that did not sign the server
-    Outcome out = Search(q);
-    EXPECT_EQ(0, out.initRc);
-    EXPECT_TRUE(out.status == 81 || out.status == 91) << out.status;
-    q.tls = QARN_LDAP_TLS_START_TLS;
-    q.server = Slapd::Qarn().Address();
-    out = Search(q);
-    EXPECT_TRUE(out.status == 81 || out.status == 91) << out.status;
-
-    Sandbox::WriteFile(kConf, "TLS_CACERT " + OtherCA() + "/ca.crt\nTLS_REQCERT never\n");
-    EXPECT_EQ(0, Search(q).status);
+    for (const char* address : {"ldaps", ""}) {
+        WritePlatformConf(OtherCA() + "/ca.crt");
+        Query q = Bound(Slapd::Qarn(), address);
+        q.tls = *address ? QARN_LDAP_TLS_SSL : QARN_LDAP_TLS_START_TLS;
+        Outcome out = CheckedSearch(q);
+        EXPECT_EQ(0, out.initRc);
+        EXPECT_TRUE(out.status == 81 || out.status == 91) << out.status;
+        Sandbox::WriteFile(kConf, "TLS_CACERT " + OtherCA() + "/ca.crt\nTLS_REQCERT never\n");
+        EXPECT_EQ(0, CheckedSearch(q).status);
+    }
 }
 
 // Sets the platform configuration's client certificate and key; back to the defaults when reset.
@@ -285,33 +174,29 @@ void SetClientCertificate(const std::string& cert, const std::string& key, int r
 
 TEST_F(LDAPLibrary, ClientCertificate) {
     const Slapd& server = Slapd::ClientCert();
-    Query q = Bound(server);
-    q.server = server.LDAPSAddress();
+    Query q = Bound(server, "ldaps");
     q.tls = QARN_LDAP_TLS_SSL;
     q.attrs = {"dn"};
     q.oneEntry = 1;
-    Outcome out = Search(q);
+    Outcome out = CheckedSearch(q);
     EXPECT_EQ(0, out.initRc);
     EXPECT_NE(0, out.status);  // the server demands a certificate
     EXPECT_TRUE(out.entries.empty());
 
     SetClientCertificate(server.Get("CLIENT_CERT"), server.Get("CLIENT_KEY"));
-    out = Search(q);
-    EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
-    EXPECT_EQ(1u, out.entries.size());
+    EXPECT_EQ(1u, CheckedSearch(q).entries.size());
     q.server = server.Address();
     q.tls = QARN_LDAP_TLS_START_TLS;
-    out = Search(q);
+    out = CheckedSearch(q);
     EXPECT_TRUE(out.status == 0 || out.status == 4) << out.status;
 
     // Back to the defaults (no certificate lines): the server refuses again.
     SetClientCertificate("ignored", "ignored", 1);
-    EXPECT_NE(0, Search(q).status);
+    EXPECT_NE(0, CheckedSearch(q).status);
 
     // A certificate file that is missing: nothing can be tried.
     SetClientCertificate("/nonexistent.crt", "/nonexistent.key");
-    out = Search(q);
-    EXPECT_LT(out.initRc, 0);
+    EXPECT_LT(CheckedSearch(q).initRc, 0);
     EXPECT_EQ(QARN_LDAP_ERR_TLS, QLIBCErrGet());
 }
 
@@ -322,147 +207,91 @@ TEST_F(LDAPLibrary, EntriesAsKeyValueBlocks) {
     Query q = Bound(server);
     q.filter = "(objectClass=posixAccount)";
     q.attrs = {"dn", "uid", "uidNumber", "sambaNTPassword"};
-    Outcome out = Search(q);
+    Outcome out = CheckedSearch(q);
     ASSERT_EQ(0, out.initRc);
     EXPECT_EQ(0, out.status);
     ASSERT_EQ(std::stoul(server.Get("USERS_COUNT")), out.entries.size());
+    const std::set<std::string> asked(q.attrs.begin(), q.attrs.end());
     for (const Entry& entry : out.entries) {
         ASSERT_FALSE(entry.empty());
         EXPECT_EQ("dn", entry[0].first);
-        for (const auto& pair : entry) {
-            EXPECT_TRUE(pair.first == "dn" || pair.first == "uid" || pair.first == "uidNumber" ||
-                        pair.first == "sambaNTPassword")
-                << pair.first;
-        }
+        for (const auto& pair : entry) EXPECT_EQ(1u, asked.count(pair.first)) << pair.first;
     }
     // Values come as they are: empty, with blanks, or no pair for an absent attribute.
-    const struct {
-        const char* rdn;
-        const char* key;
+    for (const Json::Value& c : ParseJson(Fixture("ldap_entry_values.json"))) {
+        SCOPED_TRACE(c["rdn"].asString() + " " + c["key"].asString());
+        const Entry* entry = FindDN(out, c["rdn"].asString() + "," + server.Get("PEOPLE_DN"));
+        ASSERT_NE(nullptr, entry);
         std::vector<std::string> values;
-    } cases[] = {
-        {"uid=alice", "uid", {"alice"}},
-        {"uid=alice", "uidNumber", {"2001"}},
-        {"uid=alice", "sambaNTPassword", {"000000020000000E0000001A000F4242"}},
-        {"cn=noname", "uid", {}},
-        {"cn=emptyname", "uid", {""}},
-        {"uid=badid3", "uidNumber", {" 1001"}},
-        {"uid=emptyntpw", "sambaNTPassword", {""}},
-    };
-    for (const auto& c : cases) {
-        const Entry* entry = FindDN(out, c.rdn + ("," + server.Get("PEOPLE_DN")));
-        ASSERT_NE(nullptr, entry) << c.rdn;
-        EXPECT_EQ(c.values, Values(*entry, c.key)) << c.rdn << " " << c.key;
+        for (const Json::Value& value : c["values"]) values.push_back(value.asString());
+        EXPECT_EQ(values, Values(*entry, c["key"].asString()));
     }
 }
 
 TEST_F(LDAPLibrary, OneEntrysPairs) {
-    const struct {
-        const char* filter;
-        std::vector<std::string> attrs;  // {"*"}: no attribute list at all
-        Entry expected;
-        int oneEntry = 0;
-    } cases[] = {
-        // One entry asked of a directory that has more: the first, only its DN.
-        {nullptr, {"dn"}, {{"dn", "dc=example,dc=com"}}, 1},
-        // One pair per value of a multi-valued attribute.
-        {"(cn=developers)",
-         {"dn", "memberUid", "cn"},
-         {{"dn", "cn=developers,cn=groups,dc=example,dc=com"},
-          {"memberUid", "alice"},
-          {"memberUid", "bob"},
-          {"cn", "developers"}}},
-        // Keys keep the requested spelling; the DN comes first in any case.
-        {"(uid=alice)",
-         {"UIDNUMBER", "Uid"},
-         {{"dn", "uid=alice,cn=users,dc=example,dc=com"}, {"Uid", "alice"}, {"UIDNUMBER", "2001"}}},
-        // All attributes; the filter as the handler writes it, without parentheses.
-        {"objectClass=sambaDomain",
-         {"*"},
-         {{"dn", "sambaDomainName=EXAMPLE,dc=example,dc=com"},
-          {"objectClass", "sambaDomain"},
-          {"sambaDomainName", "EXAMPLE"},
-          {"sambaSID", "S-1-5-21-1-2-3"}}},
-    };
-    for (const auto& c : cases) {
+    for (const Json::Value& c : ParseJson(Fixture("ldap_one_entry_pairs.json"))) {
+        SCOPED_TRACE(c["about"].asString());
         Query q = Bound(Slapd::Qarn());
-        q.filter = c.filter;
-        q.allocAttrs = c.attrs != std::vector<std::string>{"*"};
-        if (q.allocAttrs) q.attrs = c.attrs;
-        q.oneEntry = c.oneEntry;
-        Outcome out = Search(q);
-        SCOPED_TRACE(c.expected[0].second);
+        q.filter = c["filter"].isNull() ? nullptr : c["filter"].asCString();
+        q.allocAttrs = !c["attrs"].isNull();
+        for (const Json::Value& attr : c["attrs"]) q.attrs.push_back(attr.asString());
+        q.oneEntry = c["one_entry"].asInt();
+        Entry expected;
+        for (const Json::Value& pair : c["pairs"])
+            expected.emplace_back(pair[0].asString(), pair[1].asString());
+        Outcome out = CheckedSearch(q);
         // Stopping after one entry, the server may end with size limit exceeded.
-        EXPECT_TRUE(out.status == 0 || (c.oneEntry && out.status == 4)) << out.status;
-        EXPECT_EQ(std::vector<Entry>{c.expected}, out.entries);
+        EXPECT_TRUE(out.status == 0 || (q.oneEntry && out.status == 4)) << out.status;
+        EXPECT_EQ(std::vector<Entry>{expected}, out.entries);
     }
 }
 
+// Many entries, read whole or page by page, one entry a block; a server's size limit ends with 4.
 TEST_F(LDAPLibrary, StreamsManyEntriesPageByPage) {
-    const Slapd& server = Slapd::Big();
-    size_t users = std::stoul(server.Get("USERS_COUNT"));
+    Slapd limited;
+    ASSERT_TRUE(limited.Start({"--layout", "plain", "--sizelimit", "5"}));
+    const Slapd& big = Slapd::Big();
+    size_t users = std::stoul(big.Get("USERS_COUNT"));
     ASSERT_GT(users, 5000u);
-    for (int pageSize : {0, 333}) {
-        Query q = Bound(server);
+    const struct {
+        const Slapd& server;
+        int pageSize;
+        int status;
+        size_t count;
+    } cases[] = {{big, 0, 0, users}, {big, 333, 0, users}, {limited, 0, 4, 5}};
+    for (const auto& c : cases) {
+        Query q = Bound(c.server);
         q.filter = "(objectClass=posixAccount)";
         q.attrs = {"dn", "uid", "uidNumber", "sambaNTPassword"};
-        q.pageSize = pageSize;
-        Outcome out = Search(q);
-        EXPECT_EQ(0, out.status);
-        EXPECT_EQ(users, out.entries.size()) << "page size " << pageSize;
-        // One entry a block: the lists never hold more than one entry's pairs.
+        q.pageSize = c.pageSize;
+        Outcome out = CheckedSearch(q);
+        SCOPED_TRACE(c.count);
+        EXPECT_EQ(c.status, out.status);
         EXPECT_LE(out.maxBlockPairs, 4);
         std::set<std::string> dns;
         for (const Entry& entry : out.entries) dns.insert(entry.at(0).second);
-        EXPECT_EQ(users, dns.size());
+        EXPECT_EQ(c.count, dns.size());
+        EXPECT_EQ(c.count, out.entries.size());
     }
-}
-
-TEST_F(LDAPLibrary, ServerSizeLimitEndsWithCode4) {
-    Slapd limited;
-    ASSERT_TRUE(limited.Start({"--layout", "plain", "--sizelimit", "5"}));
-    Query q = Bound(limited);
-    q.filter = "(objectClass=posixAccount)";
-    q.attrs = {"dn"};
-    Outcome out = Search(q);
-    EXPECT_EQ(4, out.status);
-    EXPECT_EQ(5u, out.entries.size());
 }
 
 // --- server type --------------------------------------------------------------------------------
 
 TEST_F(LDAPLibrary, ServerTypeProbe) {
-    const struct {
-        const Slapd& server;
-        int tls;
-        const char* password;
-        const char* address;  // "" for the server's, "ldaps" for its LDAPS listener
-        int type;             // -1: the probe fails
-    } cases[] = {
-        // The platform's own layout, readable by bound clients only: the probe binds to see it.
-        {Slapd::Qarn(), QARN_LDAP_TLS_NONE, "bindpw", "", QARN_LDAP_SERVER_QARN},
-        {Slapd::Qarn(), QARN_LDAP_TLS_SSL, "bindpw", "ldaps", QARN_LDAP_SERVER_QARN},
-        // Wrong password: the root DSE still tells OpenLDAP, the layout stays hidden.
-        {Slapd::Qarn(), QARN_LDAP_TLS_NONE, "wrong", "", QARN_LDAP_SERVER_OPENLDAP},
-        {Slapd::Big(), QARN_LDAP_TLS_NONE, "bindpw", "", QARN_LDAP_SERVER_OPENLDAP},
-        {Slapd::TLSOnly(), QARN_LDAP_TLS_START_TLS, "bindpw", "", QARN_LDAP_SERVER_OPENLDAP},
-        // Nothing readable without TLS, and no server at all.
-        {Slapd::TLSOnly(), QARN_LDAP_TLS_NONE, "bindpw", "", -1},
-        {Slapd::Qarn(), QARN_LDAP_TLS_NONE, "bindpw", "127.0.0.1:1", -1},
-    };
-    for (const auto& c : cases) {
-        Query q = Bound(c.server);
-        if (*c.address)
-            q.server = c.address == std::string("ldaps") ? c.server.LDAPSAddress() : c.address;
-        q.tls = c.tls;
-        q.bindPW = c.password;
+    for (const Json::Value& c : ParseJson(Fixture("ldap_server_type.json"))) {
+        SCOPED_TRACE(c["about"].asString());
+        Query q = Bound(Slapd::Named(c["server"].asString()), c["address"].asString());
+        q.tls = QARNLDAPSSLToType(c["tls"].asCString());
+        q.bindPW = c["password"].asString();
+        int type = c["type"].isNull()    ? -1
+                   : c["type"] == "qarn" ? QARN_LDAP_SERVER_QARN
+                                         : QARN_LDAP_SERVER_OPENLDAP;
         QARN_LDAP_CONN conn = Conn(q);
         QLIBCErrSetEx(0, "", 0);
         int rc = QARNLDAPBrowserCheckServerType(&conn);
-        SCOPED_TRACE(q.server + " " + c.password);
-        EXPECT_EQ(c.type, conn.serverType);
-        EXPECT_EQ(c.type == -1, rc < 0);
-        if (c.type == -1) {
+        EXPECT_EQ(type, conn.serverType);
+        EXPECT_EQ(type == -1, rc < 0);
+        if (type == -1) {
             EXPECT_EQ(QARN_LDAP_ERR_PROBE, QLIBCErrGet());
         }
     }
@@ -474,57 +303,28 @@ TEST_F(LDAPLibrary, ServerTypeProbe) {
 class LDAPConfSetOne : public ::testing::Test {
   protected:
     void SetUp() override {
-        char tmpl[] = "/tmp/ldapconf-XXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(tmpl));
-        dir_ = tmpl;
-        conf_ = dir_ + "/ldap.conf";
-        defaults_ = dir_ + "/defaults.conf";
+        std::filesystem::remove_all(dir_);
+        std::filesystem::create_directory(dir_);
     }
-    void TearDown() override { Sandbox::Run({"/bin/rm", "-rf", dir_}); }
 
     int Set(const char* key, const char* value, int flag) {
         return QARNLDAPConfSetOne(conf_.c_str(), defaults_.c_str(), key, value, flag);
     }
 
-    std::string dir_, conf_, defaults_;
+    const std::string dir_ = "/tmp/ldapconf", conf_ = dir_ + "/ldap.conf",
+                      defaults_ = dir_ + "/defaults.conf";
 };
 
 TEST_F(LDAPConfSetOne, SetsOrResetsOneKeyAndKeepsEveryOtherLine) {
-    const struct {
-        const char* conf;  // nullptr: no such file
-        const char* defaults;
-        const char* key;
-        const char* value;
-        int flag;
-        const char* expected;
-    } cases[] = {
-        // The first line of the key changes (ignoring case, keeping its spelling); the others go.
-        {"# comment TLS_CERT x\n\nURI ldap://a\ntls_cert\t/old.crt\nTLS_REQCERT demand\n"
-         "TLS_CERT /dup.crt\nTLS_CERTDIR /d",
-         nullptr, "TLS_CERT", "/var/lib/ldap/ldapclient.crt", 0,
-         "# comment TLS_CERT x\n\nURI ldap://a\ntls_cert\t/var/lib/ldap/ldapclient.crt\n"
-         "TLS_REQCERT demand\nTLS_CERTDIR /d\n"},
-        {"URI ldap://a\n", nullptr, "TLS_KEY", "/k", 0, "URI ldap://a\nTLS_KEY /k\n"},
-        // Back to the default: its value, or no line when the defaults lack the key.
-        {"TLS_REQCERT demand\nTLS_CERT /c\nURI ldap://a\n", "TLS_REQCERT never\n", "TLS_REQCERT",
-         "whatever", 1, "TLS_REQCERT never\nTLS_CERT /c\nURI ldap://a\n"},
-        {"TLS_REQCERT never\nTLS_CERT /c\n", "TLS_REQCERT never\n", "TLS_CERT", "/c", 1,
-         "TLS_REQCERT never\n"},
-        {"URI ldap://a\n", "TLS_REQCERT never\n", "TLS_CERT", nullptr, 1, "URI ldap://a\n"},
-        {"TLS_REQCERT never\nURI ldap://a\n", nullptr, "TLS_REQCERT", nullptr, 1, "URI ldap://a\n"},
-        // A missing file starts from the defaults.
-        {nullptr, "# defaults\nTLS_REQCERT demand\n", "TLS_CERT", "/c", 0,
-         "# defaults\nTLS_REQCERT demand\nTLS_CERT /c\n"},
-        {nullptr, nullptr, "TLS_CERT", "/c", 0, "TLS_CERT /c\n"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.expected);
+    for (const Json::Value& c : ParseJson(Fixture("ldap_conf_set_one.json"))) {
+        SCOPED_TRACE(c["about"].asString());
         Sandbox::Remove(conf_);
         Sandbox::Remove(defaults_);
-        if (c.conf) Sandbox::WriteFile(conf_, c.conf);
-        if (c.defaults) Sandbox::WriteFile(defaults_, c.defaults);
-        ASSERT_EQ(0, Set(c.key, c.value, c.flag));
-        EXPECT_EQ(c.expected, Sandbox::ReadFile(conf_));
+        if (c.isMember("conf")) Sandbox::WriteFile(conf_, c["conf"].asString());
+        if (c.isMember("defaults")) Sandbox::WriteFile(defaults_, c["defaults"].asString());
+        const char* value = c["value"].isNull() ? nullptr : c["value"].asCString();
+        ASSERT_EQ(0, Set(c["key"].asCString(), value, c["reset"].asInt()));
+        EXPECT_EQ(c["expected"].asString(), Sandbox::ReadFile(conf_));
     }
     // The directory is made when missing.
     std::string nested = dir_ + "/a/b/ldap.conf";
@@ -549,10 +349,9 @@ TEST_F(LDAPConfSetOne, RewritesAtomicallyKeepingTheModeAndOnlyOnChange) {
 }
 
 TEST_F(LDAPConfSetOne, RefusesBadArguments) {
-    EXPECT_LT(Set("TLS CERT", "/c", 0), 0);
-    EXPECT_LT(Set("", "/c", 0), 0);
-    EXPECT_LT(Set(nullptr, "/c", 0), 0);
-    EXPECT_LT(Set("TLS_CERT", "/c\nTLS_REQCERT never", 0), 0);
+    const std::pair<const char*, const char*> bad[] = {
+        {"TLS CERT", "/c"}, {"", "/c"}, {nullptr, "/c"}, {"TLS_CERT", "/c\nTLS_REQCERT never"}};
+    for (const auto& b : bad) EXPECT_LT(Set(b.first, b.second, 0), 0) << b.second;
     EXPECT_LT(Set("TLS_CERT", "/c", 2), 0);
     EXPECT_EQ(QARN_LDAP_ERR_PARAM, QLIBCErrGet());
     EXPECT_LT(QARNLDAPConfSetOne(nullptr, nullptr, "TLS_CERT", "/c", 0), 0);
@@ -563,18 +362,9 @@ TEST_F(LDAPConfSetOne, RefusesBadArguments) {
 // --- bound status and debug switch --------------------------------------------------------------
 
 TEST_F(LDAPLibrary, IsBindedFollowsNsswitch) {
-    const std::pair<const char*, int> cases[] = {
-        {"passwd: files ldap\ngroup: files ldap\n", 1},
-        {"passwd:\tfiles [NOTFOUND=return] ldap\n", 1},
-        {"passwd: files systemd winbind\ngroup: files ldap\n", 0},
-        {"# passwd: files ldap\npasswd: files\n", 0},
-        {"passwd: files # ldap\n", 0},
-        {"passwd: files ldapx\n", 0},
-        {"passwd: files [ldap=return]\n", 0},
-    };
-    for (const auto& c : cases) {
-        Sandbox::WriteFile("/etc/nsswitch.conf", c.first);
-        EXPECT_EQ(c.second, QARNLDAPIsBinded()) << c.first;
+    for (const Json::Value& c : ParseJson(Fixture("ldap_nsswitch.json"))) {
+        Sandbox::WriteFile("/etc/nsswitch.conf", c["nsswitch"].asString());
+        EXPECT_EQ(c["binded"].asInt(), QARNLDAPIsBinded()) << c["nsswitch"].asString();
     }
     unlink("/etc/nsswitch.conf");
     EXPECT_EQ(0, QARNLDAPIsBinded());

@@ -127,3 +127,12 @@ const Slapd& Slapd::ClientCert() {
 const Slapd& Slapd::Big() {
     return Shared({"--layout", "plain", "--anon-read", "--users", "5000", "--groups", "1000"});
 }
+
+const Slapd& Slapd::Named(const std::string& name) {
+    static const std::map<std::string, const Slapd& (*)()> instances = {{"qarn", Qarn},
+                                                                        {"plain", Plain},
+                                                                        {"tls_only", TLSOnly},
+                                                                        {"client_cert", ClientCert},
+                                                                        {"big", Big}};
+    return instances.at(name)();
+}

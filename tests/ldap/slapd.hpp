@@ -49,6 +49,10 @@ class Slapd {
     // the plain layout, read anonymously, with 5000 bulk users and 1000 bulk groups:
     static const Slapd& Big();
 
+    // One of the shared instances by name, for cases kept as data: "qarn", "plain", "tls_only",
+    // "client_cert" or "big".
+    static const Slapd& Named(const std::string& name);
+
   private:
     static const Slapd& Shared(const std::vector<std::string>& options);
 
