@@ -7,6 +7,7 @@
 
 #include "call.hpp"
 #include "check_list.hpp"
+#include "fixture.hpp"
 #include "report_builder.hpp"
 #include "report_formatter.hpp"
 #include "run_history.hpp"
@@ -23,34 +24,7 @@ ReportCatalog Catalog() {
 
 // A pretest against dc1 and a stopped dc2, answers as the module gives them.
 Json::Value StoppedControllerRun() {
-    const std::string srv = R"("srv_target_ip": {"kerberos": ["192.0.2.10", "192.0.2.11"],
-                                                  "ldap": ["192.0.2.10", "192.0.2.11"]})";
-    return ParseJson(R"({"type": "domain_pretest", "seconds": 7.5, "checks": [
-    {"id": "dns_record_a", "method": "test_dns_record", "outcome": "answered",
-     "params": {"server_address": "example.test", "dns": "192.0.2.10", "record_type": "a"},
-     "reply": {"success": true, "data": null}},
-    {"id": "port_88", "method": "test_port_by_domain", "outcome": "answered",
-     "per_controller": true, "params": {"port": 88, )" +
-                     srv + R"(},
-     "reply": {"success": false, "error": {"code": 1013, "details": {"info": {"port": 88,
-               "service": "Kerberos", "server_list": ["192.0.2.11"]}, "isPlural": false,
-               "level": 1}}}},
-    {"id": "port_445", "method": "test_port_by_domain", "outcome": "answered",
-     "per_controller": true, "params": {"port": 445, )" +
-                     srv + R"(},
-     "reply": {"success": true, "data": null}},
-    {"id": "kinit", "method": "test_kinit", "outcome": "answered",
-     "params": {"username": "alice", "password": "********", "server_address": "example.test"},
-     "reply": {"success": false, "error": {"code": 1083, "details": {"info": {"ip": "192.0.2.11"},
-               "isPlural": false, "level": 1}}}},
-    {"id": "smb_auth", "method": "test_smb_auth", "outcome": "answered", "per_controller": true,
-     "params": {"username": "alice", )" +
-                     srv + R"(},
-     "reply": {"success": false, "error": {"code": 1034, "details": {"info": {"ips":
-               ["192.0.2.10", "192.0.2.11"], "link_ntlm_auth": "https://example.com/ntlm"},
-               "isPlural": true, "level": 0}}}},
-    {"id": "computer_account", "method": "check_computer_account", "outcome": "skipped",
-     "stopped_by": "kinit"}]})");
+    return ParseJson(Fixture("stopped_controller_run.json"));
 }
 
 TEST(Report, EachCheckGetsStatusCodeMeaningFindingsAndCommands) {

@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "call.hpp"
+#include "fixture.hpp"
 #include "host_process.hpp"
 #include "sandbox.hpp"
 
@@ -17,27 +18,11 @@ const char kCheckList[] = "/usr/qarn/etc.defaults/directory/checklist/";
 
 // Debug checks: a warning, one fed by its findings (so it passes), one carrying the password,
 // a stop, one that never runs.
-const char kDebugList[] = R"({"type": "domain_pretest", "inputs": ["password", "delay"],
-  "shared_params": {"QARN.Core.DirectoryServiceCheck.Debug": {"delay": {"input": "delay"}}},
-  "stages": [{"stage": "one", "checks": [
-    {"id": "a", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
-     "params": {"errCode": {"value": 1013}, "level": {"value": 1},
-                "data": {"value": {"server_list": ["192.0.2.11"]}}}, "independent": true},
-    {"id": "b", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
-     "params": {"errCode": {"value": 1013}, "data": {"from": "a",
-                "paths": [["error", "details", "info"]]}}, "independent": true}]},
-   {"stage": "two", "checks": [
-    {"id": "c", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
-     "params": {"errCode": {"value": 1031}, "password": {"input": "password"}}},
-    {"id": "d", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
-     "params": {"errCode": {"value": 1120}}, "on_error": "stop"},
-    {"id": "e", "api": "QARN.Core.DirectoryServiceCheck.Debug", "method": "generate_issue",
-     "params": {}}]}]})";
-
 class Runner : public testing::Test {
   protected:
     void SetUp() override {
-        Sandbox::WriteFile(std::string(kCheckList) + "domain_pretest", kDebugList);
+        Sandbox::WriteFile(std::string(kCheckList) + "domain_pretest",
+                           Fixture("debug_checks_run.json"));
         Sandbox::WriteFile("/usr/qarn/etc/directory/.keep", "");
         Sandbox::Remove("/tmp/dir_service_check_progress.json");
         Sandbox::WriteFile("/tmp/secrets", "# the run's secrets\npassword=S3cret-42\n", 0600);
