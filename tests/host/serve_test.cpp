@@ -18,20 +18,6 @@ const char kCheckList[] = "/usr/qarn/etc.defaults/directory/checklist/";
 const char kProgressFile[] = "/tmp/dir_service_check_progress.json";
 const std::string kDebug = "QARN.Core.DirectoryServiceCheck.Debug";
 
-std::vector<std::string> EventNames(const std::string& stream) {
-    std::vector<std::string> names;
-    for (size_t at = stream.find("event: "); at != std::string::npos;
-         at = stream.find("event: ", at + 1)) {
-        names.push_back(stream.substr(at + 7, stream.find('\n', at) - at - 7));
-    }
-    return names;
-}
-
-Json::Value LastEventData(const std::string& stream) {
-    size_t data = stream.rfind("data: ");
-    return ParseJson(stream.substr(data + 6, stream.find('\n', data) - data - 6));
-}
-
 std::string CallBody(const std::string& params) {
     return R"({"api": ")" + kDebug + R"(", "method": "generate_issue", "params": )" + params + "}";
 }

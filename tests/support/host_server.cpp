@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "call.hpp"
 #include "host_process.hpp"
 
 namespace {
@@ -41,4 +42,18 @@ WebSession LogIn(WebClient& client, const std::string& user, const std::string& 
     WebSession session{cookie.substr(0, cookie.find(';')), login.Json()["csrf"].asString()};
     if (reply != nullptr) *reply = login;
     return session;
+}
+
+std::vector<std::string> EventNames(const std::string& stream) {
+    std::vector<std::string> names;
+    for (size_t at = stream.find("event: "); at != std::string::npos;
+         at = stream.find("event: ", at + 1)) {
+        names.push_back(stream.substr(at + 7, stream.find('\n', at) - at - 7));
+    }
+    return names;
+}
+
+Json::Value LastEventData(const std::string& stream) {
+    size_t data = stream.rfind("data: ");
+    return ParseJson(stream.substr(data + 6, stream.find('\n', data) - data - 6));
 }

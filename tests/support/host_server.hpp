@@ -3,7 +3,10 @@
 
 #include <sys/types.h>
 
+#include <json/value.h>
+
 #include <string>
+#include <vector>
 
 #include "web_client.hpp"
 
@@ -33,3 +36,7 @@ struct WebSession {
 // Logs user in; the login's reply goes to reply when given.
 WebSession LogIn(WebClient& client, const std::string& user, const std::string& password,
                  WebReply* reply = nullptr);
+
+// The names of a server-sent event stream's events, and the data of its last one.
+std::vector<std::string> EventNames(const std::string& stream);
+Json::Value LastEventData(const std::string& stream);
