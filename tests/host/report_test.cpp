@@ -110,18 +110,10 @@ TEST(Report, PrometheusExpositionParses) {
     EXPECT_EQ(samples, 6 + 3);
 }
 
+// Two runs and the changes between them: better, worse, new and gone.
 TEST(Report, DiffSaysWhatGotBetterAndWorse) {
-    Json::Value before = ParseJson(R"({"run": "a", "checks": [
-        {"id": "port_88", "status": "error", "code": 1013}, {"id": "kinit", "status": "ok"},
-        {"id": "mtu", "status": "ok"}, {"id": "dns_valid", "status": "ok"}]})");
-    Json::Value after = ParseJson(R"({"run": "b", "checks": [
-        {"id": "port_88", "status": "ok"}, {"id": "kinit", "status": "warning", "code": 1083},
-        {"id": "mtu", "status": "ok"}, {"id": "nss", "status": "ok"}]})");
-    EXPECT_EQ(RunHistory::Diff(before, after)["changes"], ParseJson(R"([
-        {"id": "port_88", "before": "error 1013", "after": "ok", "change": "better"},
-        {"id": "kinit", "before": "ok", "after": "warning 1083", "change": "worse"},
-        {"id": "nss", "before": "", "after": "ok", "change": "new"},
-        {"id": "dns_valid", "before": "ok", "after": "", "change": "gone"}])"));
+    Json::Value runs = ParseJson(Fixture("run_diff.json"));
+    EXPECT_EQ(RunHistory::Diff(runs["before"], runs["after"])["changes"], runs["changes"]);
 }
 
 TEST(CheckList, ParametersFromEverySource) {
