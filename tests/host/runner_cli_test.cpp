@@ -8,22 +8,17 @@
 #include <tuple>
 
 #include "call.hpp"
-#include "fixture.hpp"
 #include "host_process.hpp"
 #include "sandbox.hpp"
 
 namespace {
-
-const char kCheckList[] = "/usr/qarn/etc.defaults/directory/checklist/";
 
 // Debug checks: a warning, one fed by its findings (so it passes), one carrying the password,
 // a stop, one that never runs.
 class Runner : public testing::Test {
   protected:
     void SetUp() override {
-        Sandbox::WriteFile(std::string(kCheckList) + "domain_pretest",
-                           Fixture("debug_checks_run.json"));
-        Sandbox::WriteFile("/usr/qarn/etc/directory/.keep", "");
+        InstallPretest("debug_checks_run.json");
         Sandbox::Remove("/tmp/dir_service_check_progress.json");
         Sandbox::WriteFile("/tmp/secrets", "# the run's secrets\npassword=S3cret-42\n", 0600);
     }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "call.hpp"
-#include "fixture.hpp"
 #include "host_process.hpp"
 #include "host_server.hpp"
 #include "sandbox.hpp"
@@ -14,7 +13,6 @@ namespace {
 
 namespace http = boost::beast::http;
 
-const char kCheckList[] = "/usr/qarn/etc.defaults/directory/checklist/";
 const char kProgressFile[] = "/tmp/dir_service_check_progress.json";
 const std::string kDebug = "QARN.Core.DirectoryServiceCheck.Debug";
 
@@ -27,11 +25,7 @@ class Serve : public testing::Test {
   protected:
     void SetUp() override {
         AddTestAccounts();
-        Sandbox::WriteFile(std::string(kCheckList) + "domain_pretest",
-                           Fixture("debug_checks_serve.json"));
-        Sandbox::WriteFile(std::string(kCheckList) + "report_catalog.json",
-                           Sandbox::ReadFile(DSCHECK_SOURCE_DIR "/checklist/report_catalog.json"));
-        Sandbox::WriteFile("/usr/qarn/etc/directory/.keep", "");
+        InstallPretest("debug_checks_serve.json");
         Sandbox::WriteFile("/tmp/www/index.html", "<h1>dscheck</h1>");
         Sandbox::Link("/etc/passwd", "/tmp/www/passwd.html");
         server_.Start("/tmp/www");
