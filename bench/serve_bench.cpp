@@ -2,10 +2,6 @@
 // against the same calls in process through the dispatcher with 50 threads: requests per second
 // and p99 latency; the server's resident memory idle and after each 100,000 requests. Runs in
 // the tests' sandbox (its loopback, its accounts).
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <fstream>
@@ -14,12 +10,11 @@
 #include <thread>
 #include <vector>
 
-#include "host_process.hpp"
+#include "host_server.hpp"
 #include "module.hpp"
 #include "request_dispatcher.hpp"
 #include "sandbox.hpp"
 #include "system_accounts.hpp"
-#include "web_client.hpp"
 
 namespace {
 
@@ -68,15 +63,6 @@ long ResidentKiB(pid_t pid) {
     return -1;
 }
 
-bool Reachable() {
-    try {
-        WebClient client;
-        return true;
-    } catch (const std::exception&) {
-        return false;
-    }
-}
-
 void Print(const char* what, const Figures& figures) {
     std::cout << what << ": " << static_cast<long>(figures.perSecond) << " requests/s, p99 "
               << figures.p99Milliseconds << " ms\n";
@@ -95,23 +81,17 @@ Json::Value Params() {
 int main() {
     Sandbox::Enter({DSCHECK_SOURCE_DIR, DSCHECK_BINARY_DIR});
     AddTestAccounts();
-    pid_t server = -1;
-    RunHost({"serve", "--www", "/tmp"}, &server);
-    for (int tries = 0; tries < 200 && !Reachable(); ++tries) usleep(50000);
+    HostServer server;
+    server.Start("/tmp");
     WebClient first;
-    WebReply login =
-        first.Send(http::verb::post, "/api/login",
-                   std::string(R"({"user": "admin", "password": ")") + kAccountPassword + "\"}");
-    std::string cookie = login.fields["Set-Cookie"];
-    WebFields guard{{"Cookie", cookie.substr(0, cookie.find(';'))},
-                    {"X-CSRF-Token", login.Json()["csrf"].asString()}};
+    WebFields guard = LogIn(first, "admin", kAccountPassword).Guard();
     Json::Value call(Json::objectValue);
     call["api"] = kDebug;
     call["method"] = "generate_issue";
     call["params"] = Params();
     std::string body = call.toStyledString();
 
-    std::cout << "server RSS idle: " << ResidentKiB(server) << " KiB\n";
+    std::cout << "server RSS idle: " << ResidentKiB(server.pid()) << " KiB\n";
     for (int round = 1; round <= 2; ++round) {
         Print("HTTP, 50 clients", Load([&](int) {
                   auto client = std::make_shared<WebClient>();
@@ -121,7 +101,7 @@ int main() {
                   };
               }));
         std::cout << "server RSS after " << round * kRequests
-                  << " requests: " << ResidentKiB(server) << " KiB\n";
+                  << " requests: " << ResidentKiB(server.pid()) << " KiB\n";
     }
 
     Module module;
@@ -137,8 +117,6 @@ int main() {
     request.params = Params();
     Print("in process, 50 threads", Load([&](int) { return [&] { dispatcher.Call(request); }; }));
 
-    kill(server, SIGTERM);
-    int status = 0;
-    waitpid(server, &status, 0);
+    server.Stop();
     return 0;
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "call.hpp"
 
 namespace {
@@ -18,12 +20,10 @@ TEST(CommandLine, CallWithOptionsAndParameters) {
         Parsed({"--module", "/m.so", "--user", "bob", "--remote-ip", "192.0.2.5", "call", "QARN.X",
                 "do", "--version", "2", "--params", R"({"a": 1, "b": "x"})", "b=7", "s=plain text",
                 "j={\"k\":[1]}", "e=", "q=\"1\""});
-    EXPECT_EQ(line.command, CommandLine::Command::kCall);
     // --user and --remote-ip reaching the module: runner_cli_test.cpp.
-    EXPECT_EQ(line.modulePath, "/m.so");
-    EXPECT_EQ(line.call.api, "QARN.X");
-    EXPECT_EQ(line.call.method, "do");
-    EXPECT_EQ(line.call.version, 2);
+    EXPECT_EQ(
+        std::tie(line.command, line.modulePath, line.call.api, line.call.method, line.call.version),
+        std::make_tuple(CommandLine::Command::kCall, "/m.so", "QARN.X", "do", 2));
     EXPECT_EQ(line.call.params, ParseJson(R"({"a": 1, "b": 7, "s": "plain text",
                                               "j": {"k": [1]}, "e": "", "q": "1"})"));
 }

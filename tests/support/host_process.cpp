@@ -6,6 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "fixture.hpp"
+#include "sandbox.hpp"
+
 extern char** environ;
 
 HostRun RunHost(std::vector<std::string> args, pid_t* background, const char* input) {
@@ -40,4 +43,12 @@ HostRun RunHost(std::vector<std::string> args, pid_t* background, const char* in
     int status = 0;
     waitpid(pid, &status, 0);
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+}
+
+void InstallPretest(const std::string& fixture) {
+    const std::string checkLists = "/usr/qarn/etc.defaults/directory/checklist/";
+    Sandbox::WriteFile(checkLists + "domain_pretest", Fixture(fixture));
+    Sandbox::WriteFile(checkLists + "report_catalog.json",
+                       Sandbox::ReadFile(DSCHECK_SOURCE_DIR "/checklist/report_catalog.json"));
+    Sandbox::WriteFile("/usr/qarn/etc/directory/.keep", "");
 }

@@ -15,3 +15,7 @@ struct HostRun {
 // With background, starts it with standard output discarded and gives its PID instead.
 HostRun RunHost(std::vector<std::string> args, pid_t* background = nullptr,
                 const char* input = "/dev/null");
+
+// Lays out the host's files in the sandbox: the check list of domain_pretest from the fixture
+// named, the report catalog, the settings directory.
+void InstallPretest(const std::string& fixture);
