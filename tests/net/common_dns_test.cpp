@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <string>
 #include <tuple>
+#include <vector>
 
 #include "api_table.hpp"
 #include "call.hpp"
@@ -10,10 +12,17 @@
 namespace {
 
 const char kDomain[] = "ex.test";
+const char kJoined[] = "security = ads\nrealm = EX.TEST\n";
 
-void Join(const std::string& security = "ads") {
-    Sandbox::WriteFile("/etc/samba/smb.conf",
-                       "[global]\nsecurity = " + security + "\nrealm = EX.TEST\n");
+// Announces the domain's controllers under the four SRV names of service ("_ldap", "_kerberos").
+void AnnounceDCs(DnsServer& server, const std::string& domain, const std::string& service,
+                 const std::vector<std::string>& targets) {
+    for (const char* middle : {"", "Default-First-Site-Name._sites.", "dc._msdcs.",
+                               "Default-First-Site-Name._sites.dc._msdcs."}) {
+        for (const std::string& target : targets) {
+            server.AddSRV(service + "._tcp." + middle + domain, target, 389);
+        }
+    }
 }
 
 // A domain whose controllers are announced under all four LDAP and Kerberos SRV names.
@@ -25,11 +34,7 @@ class CommonDnsTest : public testing::Test {
             .AddHost("dc2.ex.test", {"192.0.2.11", "2001:db8::11"})
             .AddHost("v6only.ex.test", {"2001:db8::20"});
         for (const char* service : {"_ldap", "_kerberos"}) {
-            for (const char* middle : {"", "Default-First-Site-Name._sites.", "dc._msdcs.",
-                                       "Default-First-Site-Name._sites.dc._msdcs."}) {
-                const std::string name = std::string(service) + "._tcp." + middle + kDomain;
-                m_server.AddSRV(name, "dc1.ex.test", 389).AddSRV(name, "dc2.ex.test", 389);
-            }
+            AnnounceDCs(m_server, kDomain, service, {"dc1.ex.test", "dc2.ex.test"});
         }
         Sandbox::WriteFile("/etc/resolv.conf", "nameserver 127.0.0.2\n");
         Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n");
@@ -46,83 +51,61 @@ class CommonDnsTest : public testing::Test {
     DnsServer m_server;
 };
 
-TEST_F(CommonDnsTest, DNSValidNamesServerAndDomainOnFailure) {
-    m_server.Start();
-    Json::Value params = Params("");
-    ExpectAnswer(CallEntry(TestDNSValid_v1, params), 0, Json::Value());
-    params["server_address"] = "other.test";
-    ExpectAnswer(CallEntry(TestDNSValid_v1, params), 1000,
-                 ParseJson(R"({"info": {"dns": "127.0.0.2", "domain_name": "other.test"},
-                               "isPlural": false, "level": 0})"));
-    Join();
-    params["dns"] = "127.0.0.3";
-    EXPECT_EQ(CallEntry(TestDNSValid_v1, params).GetErrorCode(), 2000);
-}
-
 // A bad DNS list is refused before any probe; an address as the domain is not probed at all.
-TEST_F(CommonDnsTest, NothingToProbe) {
-    for (auto [member, value, code] : {std::make_tuple("dns", "127.0.0.2,dns.ex.test", 501),
-                                       std::make_tuple("server_address", "192.0.2.10", 0)}) {
-        Json::Value params = Params("a");
-        params[member] = value;
-        for (auto entry : {TestDNSValid_v1, TestDNSRecord_v1}) {
-            ExpectAnswer(CallEntry(entry, params), code, Json::Value());
-        }
-    }
-}
-
-struct RecordCase {
-    const char* name;
-    const char* type;
-    const char* security;  // of smb.conf; empty: not joined
-    const char* dns;
-    int code;
-    const char* data;  // nullptr: the failure details naming the DNS server and the name
-};
-
-class DNSRecordTest : public CommonDnsTest, public testing::WithParamInterface<RecordCase> {};
-
-TEST_P(DNSRecordTest, Answers) {
-    const RecordCase& c = GetParam();
+TEST_F(CommonDnsTest, DNSValidAndRecordAnswers) {
+    const struct {
+        QARN::APIEntryFunction entry;
+        const char* name;
+        const char* type;
+        const char* global;  // smb.conf's global settings
+        const char* dns;
+        int code;
+        const char* data;  // nullptr: the failure details naming the DNS server and the name
+    } cases[] = {
+        {TestDNSValid_v1, "ex.test", "", "", "127.0.0.2", 0, "null"},
+        {TestDNSValid_v1, "other.test", "", "", "127.0.0.2", 1000, nullptr},
+        {TestDNSValid_v1, "ex.test", "", kJoined, "127.0.0.3", 2000, nullptr},
+        {TestDNSValid_v1, "ex.test", "a", "", "127.0.0.2,dns.ex.test", 501, "null"},
+        {TestDNSRecord_v1, "ex.test", "a", "", "127.0.0.2,dns.ex.test", 501, "null"},
+        {TestDNSValid_v1, "192.0.2.10", "a", "", "127.0.0.3", 0, "null"},
+        {TestDNSRecord_v1, "192.0.2.10", "a", "", "127.0.0.3", 0, "null"},
+        {TestDNSRecord_v1, "dc2.ex.test", "a", "", "127.0.0.2", 0, R"({"a": ["192.0.2.11"]})"},
+        {TestDNSRecord_v1, "v6only.ex.test", "address", "", "127.0.0.2", 0,
+         R"({"address": ["2001:db8::20"]})"},
+        {TestDNSRecord_v1, "nothere.ex.test", "address", "", "127.0.0.2", 1003, nullptr},
+        {TestDNSRecord_v1, "ex.test", "ns", "", "127.0.0.2", 0, R"({"ns": ["ns1.ex.test."]})"},
+        {TestDNSRecord_v1, "dc1.ex.test", "ns", "security = ADS\nrealm = EX.TEST\n", "127.0.0.2",
+         1004, nullptr},
+        {TestDNSRecord_v1, "dc1.ex.test", "ns", kJoined, "127.0.0.2", 2001, nullptr},
+        {TestDNSRecord_v1, "ex.test", "srv", "", "127.0.0.2", 0,
+         R"({"srv": {"ldap": ["dc2.ex.test.", "dc1.ex.test."],
+                     "kerberos": ["dc2.ex.test.", "dc1.ex.test."]}})"},
+        {TestDNSRecord_v1, "dc2.ex.test", "a", "", "127.0.0.3", 1001, nullptr},
+        {TestDNSRecord_v1, "ex.test", "srv", "", "127.0.0.3", 1008,
+         R"({"info": {"dns": "127.0.0.3", "domain_name": "ex.test",
+                      "absent_srv_record": {"ldap": null}}, "isPlural": false, "level": 0})"},
+        {TestDNSRecord_v1, "ex.test", "MX", "", "127.0.0.2", 501, "null"},
+    };
     m_server.Start();
-    if (*c.security != '\0') Join(c.security);
-    Json::Value params = Params(c.type);
-    params["server_address"] = c.name;
-    params["dns"] = c.dns;
-    Json::Value data = ParseJson(c.data ? c.data : R"({"isPlural": false, "level": 0})");
-    if (!c.data) {
-        data["info"]["dns"] = c.dns;
-        data["info"]["domain_name"] = c.name;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.name) + " " + c.type + " " + c.dns);
+        Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + c.global);
+        Json::Value params = Params(c.type);
+        params["server_address"] = c.name;
+        params["dns"] = c.dns;
+        Json::Value data = ParseJson(c.data ? c.data : R"({"isPlural": false, "level": 0})");
+        if (!c.data) {
+            data["info"]["dns"] = c.dns;
+            data["info"]["domain_name"] = c.name;
+        }
+        ExpectAnswer(CallEntry(c.entry, params), c.code, data);
     }
-    ExpectAnswer(CallEntry(TestDNSRecord_v1, params), c.code, data);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Records, DNSRecordTest,
-    testing::Values(RecordCase{"dc2.ex.test", "a", "", "127.0.0.2", 0, R"({"a": ["192.0.2.11"]})"},
-                    RecordCase{"v6only.ex.test", "address", "", "127.0.0.2", 0,
-                               R"({"address": ["2001:db8::20"]})"},
-                    RecordCase{"nothere.ex.test", "address", "", "127.0.0.2", 1003, nullptr},
-                    RecordCase{"ex.test", "ns", "", "127.0.0.2", 0, R"({"ns": ["ns1.ex.test."]})"},
-                    RecordCase{"dc1.ex.test", "ns", "ADS", "127.0.0.2", 1004, nullptr},
-                    RecordCase{"dc1.ex.test", "ns", "ads", "127.0.0.2", 2001, nullptr},
-                    RecordCase{"ex.test", "srv", "", "127.0.0.2", 0,
-                               R"({"srv": {"ldap": ["dc2.ex.test.", "dc1.ex.test."],
-                               "kerberos": ["dc2.ex.test.", "dc1.ex.test."]}})"},
-                    RecordCase{"dc2.ex.test", "a", "", "127.0.0.3", 1001, nullptr},
-                    RecordCase{"ex.test", "srv", "", "127.0.0.3", 1008,
-                               R"({"info": {"dns": "127.0.0.3", "domain_name": "ex.test",
-                                "absent_srv_record": {"ldap": null}},
-                       "isPlural": false, "level": 0})"},
-                    RecordCase{"ex.test", "MX", "", "127.0.0.2", 501, "null"}));
 
 TEST_F(CommonDnsTest, MissingKerberosNamesAreListed) {
     DnsServer server("ex2.test");
-    server.AddHost("ex2.test", {"192.0.2.10"}).AddSRV("_ldap._tcp.ex2.test", "dc1.ex2.test", 389);
-    for (const char* middle : {"Default-First-Site-Name._sites.", "dc._msdcs.",
-                               "Default-First-Site-Name._sites.dc._msdcs."}) {
-        server.AddSRV(std::string("_ldap._tcp.") + middle + "ex2.test", "dc1.ex2.test", 389);
-    }
+    server.AddHost("ex2.test", {"192.0.2.10"});
+    AnnounceDCs(server, "ex2.test", "_ldap", {"dc1.ex2.test"});
     server.Start();
     Json::Value params = Params("srv");
     params["server_address"] = "ex2.test";
@@ -136,27 +119,30 @@ TEST_F(CommonDnsTest, MissingKerberosNamesAreListed) {
     EXPECT_TRUE(response.GetData()["info"].isMember("link"));
 }
 
-TEST_F(CommonDnsTest, SRVTargetsResolveToDistinctAddressesOrWarn) {
+// Targets resolve to distinct addresses; those that do not resolve warn while others resolve.
+TEST_F(CommonDnsTest, SRVTargets) {
+    const std::tuple<const char*, int, const char*> cases[] = {
+        {R"({"kerberos": ["dc1.ex.test."], "ldap": ["dc2.ex.test.", "dc1.ex.test."]})", 0,
+         R"({"srv_target_ip": {"kerberos": ["192.0.2.10"],
+                               "ldap": ["192.0.2.11", "2001:db8::11", "192.0.2.10"]}})"},
+        {R"({"kerberos": ["ghost.ex.test."], "ldap": ["dc1.ex.test.", "ghost.ex.test."]})", 1007,
+         R"({"info": {"dns": "127.0.0.2", "unresolve_srv_target": ["GHOST.EX.TEST."]},
+             "data": {"srv_target_ip": {"kerberos": [], "ldap": ["192.0.2.10"]}},
+             "isPlural": false, "level": 1})"},
+        {R"({"kerberos": ["ghost.ex.test."], "ldap": ["ghost2.ex.test."]})", 1007,
+         R"({"info": {"dns": "127.0.0.2", "unresolve_srv_target": ["GHOST2.EX.TEST.",
+                                                                    "GHOST.EX.TEST."]},
+             "data": {"srv_target_ip": {"kerberos": [], "ldap": []}},
+             "isPlural": false, "level": 0})"},
+        {R"({"ldap": []})", 501, "null"},
+    };
     m_server.Start();
-    Json::Value params = ParseJson(R"({"dns": "127.0.0.2",
-        "srv": {"kerberos": ["dc1.ex.test."], "ldap": ["dc2.ex.test.", "dc1.ex.test."]}})");
-    ExpectAnswer(CallEntry(TestSRVTarget_v1, params), 0,
-                 ParseJson(R"({"srv_target_ip": {"kerberos": ["192.0.2.10"],
-                     "ldap": ["192.0.2.11", "2001:db8::11", "192.0.2.10"]}})"));
-    // Targets that do not resolve warn while others resolve.
-    params["srv"] = ParseJson(R"({"kerberos": ["ghost.ex.test."],
-                                  "ldap": ["dc1.ex.test.", "ghost.ex.test."]})");
-    ExpectAnswer(CallEntry(TestSRVTarget_v1, params), 1007,
-                 ParseJson(R"({"info": {"dns": "127.0.0.2",
-                                        "unresolve_srv_target": ["GHOST.EX.TEST."]},
-                               "data": {"srv_target_ip": {"kerberos": [],
-                                                          "ldap": ["192.0.2.10"]}},
-                               "isPlural": false, "level": 1})"));
-    params["srv"]["ldap"] = StringArray({"ghost2.ex.test."});
-    QARN::APIResponse none = CallEntry(TestSRVTarget_v1, params);
-    EXPECT_EQ(none.GetData()["level"], 0);
-    EXPECT_EQ(none.GetData()["info"]["unresolve_srv_target"],
-              StringArray({"GHOST2.EX.TEST.", "GHOST.EX.TEST."}));
+    for (const auto& [srv, code, data] : cases) {
+        Json::Value params;
+        params["dns"] = DnsServer::kAddress;
+        params["srv"] = ParseJson(srv);
+        ExpectAnswer(CallEntry(TestSRVTarget_v1, params), code, ParseJson(data));
+    }
 }
 
 TEST_F(CommonDnsTest, SRVTargetPostTakesSambasLookup) {
@@ -187,10 +173,7 @@ TEST_F(CommonDnsTest, SRVTargetPostChecksConfiguredDCsOnTheDNSPath) {
                                "test_ip": ["192.0.2.10"]})"));
 }
 
-TEST_F(CommonDnsTest, SRVTargetsNeedBothServicesAndPostSambaConfiguration) {
-    ExpectAnswer(
-        CallEntry(TestSRVTarget_v1, ParseJson(R"({"dns": "127.0.0.2", "srv": {"ldap": []}})")), 501,
-        Json::Value());
+TEST_F(CommonDnsTest, SRVTargetPostNeedsSambaConfiguration) {
     ExpectAnswer(CallEntry(TestSRVTargetPost_v1), 501, Json::Value());
     Sandbox::Remove("/etc/samba/smb.conf");
     ExpectAnswer(CallEntry(TestSRVTargetPost_v1, ParseJson(R"({"srv": {}})")), 1102, Json::Value());
