@@ -1,18 +1,18 @@
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "api_table.hpp"
 #include "call.hpp"
 #include "dns_server.hpp"
+#include "fixture.hpp"
 #include "sandbox.hpp"
 
 namespace {
 
 const char kDomain[] = "ex.test";
-const char kJoined[] = "security = ads\nrealm = EX.TEST\n";
 
 // Announces the domain's controllers under the four SRV names of service ("_ldap", "_kerberos").
 void AnnounceDCs(DnsServer& server, const std::string& domain, const std::string& service,
@@ -51,54 +51,17 @@ class CommonDnsTest : public testing::Test {
     DnsServer m_server;
 };
 
-// A bad DNS list is refused before any probe; an address as the domain is not probed at all.
-TEST_F(CommonDnsTest, DNSValidAndRecordAnswers) {
-    const struct {
-        QARN::APIEntryFunction entry;
-        const char* name;
-        const char* type;
-        const char* global;  // smb.conf's global settings
-        const char* dns;
-        int code;
-        const char* data;  // nullptr: the failure details naming the DNS server and the name
-    } cases[] = {
-        {TestDNSValid_v1, "ex.test", "", "", "127.0.0.2", 0, "null"},
-        {TestDNSValid_v1, "other.test", "", "", "127.0.0.2", 1000, nullptr},
-        {TestDNSValid_v1, "ex.test", "", kJoined, "127.0.0.3", 2000, nullptr},
-        {TestDNSValid_v1, "ex.test", "a", "", "127.0.0.2,dns.ex.test", 501, "null"},
-        {TestDNSRecord_v1, "ex.test", "a", "", "127.0.0.2,dns.ex.test", 501, "null"},
-        {TestDNSValid_v1, "192.0.2.10", "a", "", "127.0.0.3", 0, "null"},
-        {TestDNSRecord_v1, "192.0.2.10", "a", "", "127.0.0.3", 0, "null"},
-        {TestDNSRecord_v1, "dc2.ex.test", "a", "", "127.0.0.2", 0, R"({"a": ["192.0.2.11"]})"},
-        {TestDNSRecord_v1, "v6only.ex.test", "address", "", "127.0.0.2", 0,
-         R"({"address": ["2001:db8::20"]})"},
-        {TestDNSRecord_v1, "nothere.ex.test", "address", "", "127.0.0.2", 1003, nullptr},
-        {TestDNSRecord_v1, "ex.test", "ns", "", "127.0.0.2", 0, R"({"ns": ["ns1.ex.test."]})"},
-        {TestDNSRecord_v1, "dc1.ex.test", "ns", "security = ADS\nrealm = EX.TEST\n", "127.0.0.2",
-         1004, nullptr},
-        {TestDNSRecord_v1, "dc1.ex.test", "ns", kJoined, "127.0.0.2", 2001, nullptr},
-        {TestDNSRecord_v1, "ex.test", "srv", "", "127.0.0.2", 0,
-         R"({"srv": {"ldap": ["dc2.ex.test.", "dc1.ex.test."],
-                     "kerberos": ["dc2.ex.test.", "dc1.ex.test."]}})"},
-        {TestDNSRecord_v1, "dc2.ex.test", "a", "", "127.0.0.3", 1001, nullptr},
-        {TestDNSRecord_v1, "ex.test", "srv", "", "127.0.0.3", 1008,
-         R"({"info": {"dns": "127.0.0.3", "domain_name": "ex.test",
-                      "absent_srv_record": {"ldap": null}}, "isPlural": false, "level": 0})"},
-        {TestDNSRecord_v1, "ex.test", "MX", "", "127.0.0.2", 501, "null"},
-    };
+TEST_F(CommonDnsTest, Answers) {
+    const std::map<std::string, QARN::APIEntryFunction> entries = {
+        {"TestDNSValid", TestDNSValid_v1},
+        {"TestDNSRecord", TestDNSRecord_v1},
+        {"TestSRVTarget", TestSRVTarget_v1}};
     m_server.Start();
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.name) + " " + c.type + " " + c.dns);
-        Sandbox::WriteFile("/etc/samba/smb.conf", std::string("[global]\n") + c.global);
-        Json::Value params = Params(c.type);
-        params["server_address"] = c.name;
-        params["dns"] = c.dns;
-        Json::Value data = ParseJson(c.data ? c.data : R"({"isPlural": false, "level": 0})");
-        if (!c.data) {
-            data["info"]["dns"] = c.dns;
-            data["info"]["domain_name"] = c.name;
-        }
-        ExpectAnswer(CallEntry(c.entry, params), c.code, data);
+    for (const Json::Value& c : ParseJson(Fixture("net_dns_cases.json"))) {
+        SCOPED_TRACE(c["params"].toStyledString());
+        Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n" + c["global"].asString());
+        ExpectAnswer(CallEntry(entries.at(c["entry"].asString()), c["params"]), c["code"].asInt(),
+                     c["data"]);
     }
 }
 
@@ -117,32 +80,6 @@ TEST_F(CommonDnsTest, MissingKerberosNamesAreListed) {
                            "_kerberos._tcp.dc._msdcs.ex2.test",
                            "_kerberos._tcp.Default-First-Site-Name._sites.dc._msdcs.ex2.test"}));
     EXPECT_TRUE(response.GetData()["info"].isMember("link"));
-}
-
-// Targets resolve to distinct addresses; those that do not resolve warn while others resolve.
-TEST_F(CommonDnsTest, SRVTargets) {
-    const std::tuple<const char*, int, const char*> cases[] = {
-        {R"({"kerberos": ["dc1.ex.test."], "ldap": ["dc2.ex.test.", "dc1.ex.test."]})", 0,
-         R"({"srv_target_ip": {"kerberos": ["192.0.2.10"],
-                               "ldap": ["192.0.2.11", "2001:db8::11", "192.0.2.10"]}})"},
-        {R"({"kerberos": ["ghost.ex.test."], "ldap": ["dc1.ex.test.", "ghost.ex.test."]})", 1007,
-         R"({"info": {"dns": "127.0.0.2", "unresolve_srv_target": ["GHOST.EX.TEST."]},
-             "data": {"srv_target_ip": {"kerberos": [], "ldap": ["192.0.2.10"]}},
-             "isPlural": false, "level": 1})"},
-        {R"({"kerberos": ["ghost.ex.test."], "ldap": ["ghost2.ex.test."]})", 1007,
-         R"({"info": {"dns": "127.0.0.2", "unresolve_srv_target": ["GHOST2.EX.TEST.",
-                                                                    "GHOST.EX.TEST."]},
-             "data": {"srv_target_ip": {"kerberos": [], "ldap": []}},
-             "isPlural": false, "level": 0})"},
-        {R"({"ldap": []})", 501, "null"},
-    };
-    m_server.Start();
-    for (const auto& [srv, code, data] : cases) {
-        Json::Value params;
-        params["dns"] = DnsServer::kAddress;
-        params["srv"] = ParseJson(srv);
-        ExpectAnswer(CallEntry(TestSRVTarget_v1, params), code, ParseJson(data));
-    }
 }
 
 TEST_F(CommonDnsTest, SRVTargetPostTakesSambasLookup) {
