@@ -57,7 +57,7 @@ TEST_F(CommonDnsTest, Answers) {
         {"TestDNSRecord", TestDNSRecord_v1},
         {"TestSRVTarget", TestSRVTarget_v1}};
     m_server.Start();
-    for (const Json::Value& c : ParseJson(Fixture("net_dns_cases.json"))) {
+    for (const Json::Value& c : FixtureJson("net_dns_cases.json")) {
         SCOPED_TRACE(c["params"].toStyledString());
         Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n" + c["global"].asString());
         ExpectAnswer(CallEntry(entries.at(c["entry"].asString()), c["params"]), c["code"].asInt(),

@@ -4,14 +4,13 @@
 #include "net_front.hpp"
 
 #include <gtest/gtest.h>
+#include <json/writer.h>
 
 #include <map>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "call.hpp"
 #include "fixture.hpp"
 
 namespace netfront {
@@ -35,18 +34,17 @@ Args Texts(const Json::Value& list) {
     return texts;
 }
 
-const Json::Value& Cases(const char* group) {
-    static const Json::Value cases = ParseJson(Fixture("net_front_cases.json"));
-    if (!cases.isMember(group)) throw std::invalid_argument(std::string("no case group ") + group);
-    return cases[group];
+Json::Value Cases(const char* group) {
+    return FixtureJson("net_front_cases.json", group);
 }
 
 TEST(NetFront, Classify) {
     const std::map<std::string, Kind> kinds = {{"ads_info", Kind::kAdsInfo},
                                                {"ads_auth", Kind::kAdsAuth},
                                                {"pass_through", Kind::kPassThrough}};
+    const Json::Value cases = Cases("classify");
     for (const auto& [name, kind] : kinds) {
-        for (const Json::Value& args : Cases("classify")[name]) {
+        for (const Json::Value& args : cases[name]) {
             EXPECT_EQ(Classify(ParseArgs(Words(args.asString()))), kind) << args.asString();
         }
     }
