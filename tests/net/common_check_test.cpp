@@ -99,10 +99,8 @@ TEST(TestPortByDomain, OtherLDAPPortStandsIn) {
 
 TEST(TestPortByDomain, WildcardFallsBackToSRVTargets) {
     TcpListener kerberos("127.0.0.11", 88);
-    const Json::Value srv = ParseJson(R"({"kerberos": ["127.0.0.11"], "ldap": ["127.0.0.12"]})");
-    Json::Value params = Param("dc_ips", "*");
-    params["srv_target_ip"] = srv;
-    params["port"] = 88;
+    Json::Value params = ParseJson(R"({"dc_ips": "*", "port": 88,
+        "srv_target_ip": {"kerberos": ["127.0.0.11"], "ldap": ["127.0.0.12"]}})");
     ExpectAnswer(CallEntry(TestPortByDomain_v1, params), 0, Json::Value());
     params["port"] = 445;
     EXPECT_EQ(CallEntry(TestPortByDomain_v1, params).GetData()["info"]["server_list"],
@@ -167,12 +165,11 @@ TEST_F(ConflictTest, HostNameRegisteredForAnotherAddress) {
 
 TEST(HostnameConflict, ToolOutputEdges) {
     ExpectAnswer(CallEntry(TestHostnameConflict_v1), 501, Json::Value());
+    const Json::Value params = Param("server_address", "ex.test");
     Sandbox::Remove("/usr/qarn/sbin/qarnwin");
-    ExpectAnswer(CallEntry(TestHostnameConflict_v1, Param("server_address", "ex.test")), 502,
-                 Json::Value());
+    ExpectAnswer(CallEntry(TestHostnameConflict_v1, params), 502, Json::Value());
     Sandbox::WriteFakeTool("/usr/qarn/sbin/qarnwin", "exit 0");
-    ExpectAnswer(CallEntry(TestHostnameConflict_v1, Param("server_address", "ex.test")), 502,
-                 Json::Value());
+    ExpectAnswer(CallEntry(TestHostnameConflict_v1, params), 502, Json::Value());
 }
 
 }  // namespace
