@@ -18,7 +18,7 @@ struct AnswerCase {
 std::vector<AnswerCase> Cases() {
     std::vector<AnswerCase> cases;
     for (const char* area : {"domain", "join", "service", "validation"}) {
-        for (const Json::Value& spec : ParseJson(Fixture(std::string(area) + "_answers.json"))) {
+        for (const Json::Value& spec : FixtureJson(std::string(area) + "_answers.json")) {
             cases.push_back({spec["name"].asString(), spec});
         }
     }

@@ -24,7 +24,7 @@ ReportCatalog Catalog() {
 
 // A pretest against dc1 and a stopped dc2, answers as the module gives them.
 Json::Value StoppedControllerRun() {
-    return ParseJson(Fixture("stopped_controller_run.json"));
+    return FixtureJson("stopped_controller_run.json");
 }
 
 // Expects each key of expected at its value in actual, the checks' entries key by key.
@@ -45,7 +45,7 @@ void ExpectKeys(const Json::Value& actual, const Json::Value& expected) {
 TEST(Report, StatusFindingsCommandsMatrixAndRootCauseOfAStoppedController) {
     ReportCatalog catalog = Catalog();
     Json::Value report = ReportBuilder(catalog).Build(StoppedControllerRun());
-    ExpectKeys(report, ParseJson(Fixture("stopped_controller_report.json")));
+    ExpectKeys(report, FixtureJson("stopped_controller_report.json"));
     for (const Json::Value& check : report["checks"]) {
         if (check.isMember("code")) {
             EXPECT_EQ(check["meaning"], catalog.Code(check["code"].asInt())["meaning"]);
@@ -112,7 +112,7 @@ TEST(Report, PrometheusExpositionParses) {
 
 // Two runs and the changes between them: better, worse, new and gone.
 TEST(Report, DiffSaysWhatGotBetterAndWorse) {
-    Json::Value runs = ParseJson(Fixture("run_diff.json"));
+    Json::Value runs = FixtureJson("run_diff.json");
     EXPECT_EQ(RunHistory::Diff(runs["before"], runs["after"])["changes"], runs["changes"]);
 }
 

@@ -165,7 +165,7 @@ TEST_F(LDAPChecks, ServerAddress) {
 
 // Every success answers the server's bind DN.
 TEST_F(LDAPChecks, AuthInfo) {
-    for (const Json::Value& c : ParseJson(Fixture("ldap_auth_info.json"))) {
+    for (const Json::Value& c : FixtureJson("ldap_auth_info.json")) {
         SCOPED_TRACE(c["about"].asString());
         const Slapd& server = Slapd::Named(c["server"].asString());
         Json::Value params = CheckRequest(server);
@@ -337,7 +337,7 @@ TEST_F(LDAPChecks, EntryChecksReadAnyCacheTheyCanParse) {
     Json::Value params = CheckRequest(Slapd::Qarn());
     params["server_address"] = "127.0.0.1:1";
     params["forced_get_data"] = false;
-    for (const Json::Value& c : ParseJson(Fixture("ldap_result_caches.json"))) {
+    for (const Json::Value& c : FixtureJson("ldap_result_caches.json")) {
         SCOPED_TRACE(c["about"].asString());
         Sandbox::WriteFile("/tmp/LDAP_result_user.json", c["cache"].asString());
         QARN::APIResponse response = CallEntry(EntryCheckNamed(c["check"].asString()), params);

@@ -218,7 +218,7 @@ TEST_F(LDAPLibrary, EntriesAsKeyValueBlocks) {
         for (const auto& pair : entry) EXPECT_EQ(1u, asked.count(pair.first)) << pair.first;
     }
     // Values come as they are: empty, with blanks, or no pair for an absent attribute.
-    for (const Json::Value& c : ParseJson(Fixture("ldap_entry_values.json"))) {
+    for (const Json::Value& c : FixtureJson("ldap_entry_values.json")) {
         SCOPED_TRACE(c["rdn"].asString() + " " + c["key"].asString());
         const Entry* entry = FindDN(out, c["rdn"].asString() + "," + server.Get("PEOPLE_DN"));
         ASSERT_NE(nullptr, entry);
@@ -229,7 +229,7 @@ TEST_F(LDAPLibrary, EntriesAsKeyValueBlocks) {
 }
 
 TEST_F(LDAPLibrary, OneEntrysPairs) {
-    for (const Json::Value& c : ParseJson(Fixture("ldap_one_entry_pairs.json"))) {
+    for (const Json::Value& c : FixtureJson("ldap_one_entry_pairs.json")) {
         SCOPED_TRACE(c["about"].asString());
         Query q = Bound(Slapd::Qarn());
         q.filter = c["filter"].isNull() ? nullptr : c["filter"].asCString();
@@ -278,7 +278,7 @@ TEST_F(LDAPLibrary, StreamsManyEntriesPageByPage) {
 // --- server type --------------------------------------------------------------------------------
 
 TEST_F(LDAPLibrary, ServerTypeProbe) {
-    for (const Json::Value& c : ParseJson(Fixture("ldap_server_type.json"))) {
+    for (const Json::Value& c : FixtureJson("ldap_server_type.json")) {
         SCOPED_TRACE(c["about"].asString());
         Query q = Bound(Slapd::Named(c["server"].asString()), c["address"].asString());
         q.tls = QARNLDAPSSLToType(c["tls"].asCString());
@@ -316,7 +316,7 @@ class LDAPConfSetOne : public ::testing::Test {
 };
 
 TEST_F(LDAPConfSetOne, SetsOrResetsOneKeyAndKeepsEveryOtherLine) {
-    for (const Json::Value& c : ParseJson(Fixture("ldap_conf_set_one.json"))) {
+    for (const Json::Value& c : FixtureJson("ldap_conf_set_one.json")) {
         SCOPED_TRACE(c["about"].asString());
         Sandbox::Remove(conf_);
         Sandbox::Remove(defaults_);
@@ -362,7 +362,7 @@ TEST_F(LDAPConfSetOne, RefusesBadArguments) {
 // --- bound status and debug switch --------------------------------------------------------------
 
 TEST_F(LDAPLibrary, IsBindedFollowsNsswitch) {
-    for (const Json::Value& c : ParseJson(Fixture("ldap_nsswitch.json"))) {
+    for (const Json::Value& c : FixtureJson("ldap_nsswitch.json")) {
         Sandbox::WriteFile("/etc/nsswitch.conf", c["nsswitch"].asString());
         EXPECT_EQ(c["binded"].asInt(), QARNLDAPIsBinded()) << c["nsswitch"].asString();
     }
