@@ -7,7 +7,7 @@
 bool IsFatalReply(const Json::Value& reply) {
     if (reply["success"].asBool()) return false;
     const Json::Value& level = reply["error"]["details"]["level"];
-    return !level.isIntegral() || level.asInt() == 0;
+    return !level.isInt() || level.asInt() == 0;
 }
 
 DiagnosisRunner::DiagnosisRunner(const RequestDispatcher& dispatcher, const CallRequest& caller,

@@ -72,9 +72,9 @@ void SetStatus(const Json::Value& reply, Json::Value& entry) {
         return;
     }
     const Json::Value& level = reply["error"]["details"]["level"];
-    entry["status"] = level.isIntegral() && level.asInt() == 1 ? "warning" : "error";
+    entry["status"] = level.isInt() && level.asInt() == 1 ? "warning" : "error";
     entry["code"] = reply["error"]["code"];
-    entry["level"] = level.isIntegral() ? level.asInt() : 0;
+    entry["level"] = level.isInt() ? level.asInt() : 0;
 }
 
 void SplitDetails(const Json::Value& details, Json::Value& entry) {
