@@ -5,9 +5,7 @@
 #include <thread>
 
 bool IsFatalReply(const Json::Value& reply) {
-    if (reply["success"].asBool()) return false;
-    const Json::Value& level = reply["error"]["details"]["level"];
-    return !level.isInt() || level.asInt() == 0;
+    return !reply["success"].asBool() && ReplyLevel(reply) == 0;
 }
 
 DiagnosisRunner::DiagnosisRunner(const RequestDispatcher& dispatcher, const CallRequest& caller,

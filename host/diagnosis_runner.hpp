@@ -27,6 +27,12 @@ struct CheckRecord {
     double seconds = 0;
 };
 
+// The severity of an error reply: its details' "level", 0 (error) when absent or not an int.
+inline int ReplyLevel(const Json::Value& reply) {
+    const Json::Value& level = reply["error"]["details"]["level"];
+    return level.isInt() ? level.asInt() : 0;
+}
+
 // True when reply is an error that ends a run at a check marked "stop": level 0 or no level.
 bool IsFatalReply(const Json::Value& reply);
 

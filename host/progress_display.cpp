@@ -18,8 +18,7 @@ std::string Outcome(const CheckRecord& record) {
             break;
     }
     if (record.reply["success"].asBool()) return "ok";
-    const Json::Value& level = record.reply["error"]["details"]["level"];
-    return std::string(level.isInt() && level.asInt() == 1 ? "warning " : "error ") +
+    return std::string(ReplyLevel(record.reply) == 1 ? "warning " : "error ") +
            record.reply["error"]["code"].asString();
 }
 

@@ -71,10 +71,10 @@ void SetStatus(const Json::Value& reply, Json::Value& entry) {
         entry["status"] = "ok";
         return;
     }
-    const Json::Value& level = reply["error"]["details"]["level"];
-    entry["status"] = level.isInt() && level.asInt() == 1 ? "warning" : "error";
+    const int level = ReplyLevel(reply);
+    entry["status"] = level == 1 ? "warning" : "error";
     entry["code"] = reply["error"]["code"];
-    entry["level"] = level.isInt() ? level.asInt() : 0;
+    entry["level"] = level;
 }
 
 void SplitDetails(const Json::Value& details, Json::Value& entry) {
