@@ -9,6 +9,7 @@
 #include "api_request.hpp"
 #include "api_response.hpp"
 #include "domain.hpp"
+#include "help_links.hpp"
 #include "sandbox.hpp"
 
 class DomainProbe : public DomainCore {
@@ -48,18 +49,3 @@ struct RowName {
         return info.param.name;
     }
 };
-
-// Details of an error answer: info with the code's help links (none when both are empty),
-// "isPlural" and "level".
-inline Json::Value ErrorDetails(int code, bool plural, int level,
-                                Json::Value info = Json::Value(Json::objectValue)) {
-    auto links = kHelpLinks.find(static_cast<ErrorCode>(code));
-    if (links != kHelpLinks.end()) {
-        for (const auto& [key, link] : links->second) info[key] = link;
-    }
-    Json::Value details;
-    if (!info.empty()) details["info"] = info;
-    details["isPlural"] = plural;
-    details["level"] = level;
-    return details;
-}

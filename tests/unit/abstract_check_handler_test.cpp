@@ -5,8 +5,8 @@
 #include <tuple>
 
 #include "call.hpp"
+#include "help_links.hpp"
 #include "sandbox.hpp"
-#include "unit_help_links.hpp"
 
 namespace {
 
@@ -21,14 +21,14 @@ class ProbeHandler : public AbstractCheckHandler {
 const int kBareCode = -1;  // SetError(code) without a severity
 
 TEST(SetError, SendsCodeAndDetails) {
-    // The severity, the code, the answer data before the report and the details sent ("L": the
-    // code's own help link).
+    // The severity, the code, the answer data before the report and the details sent, to whose
+    // "info" the code's help links are added (the code's own link replaces the check's).
     const std::tuple<int, ErrorCode, const char*, const char*> cases[] = {
         {kError, kClockSkewTooGreat, "null", R"({"isPlural": false, "level": 0})"},
         {kError, kSMBConfWrongValues, R"({"info": {}, "badValue": 3})",
          R"({"info": {}, "badValue": 3, "isPlural": false, "level": 0})"},
         {kError, kWinbindNotAvailable, R"({"info": {"link": "mine"}})",
-         R"({"info": {"link": "L"}, "isPlural": false, "level": 0})"},
+         R"({"info": {}, "isPlural": false, "level": 0})"},
         {kCodeOnly, kNTLMBlocked, R"({"info": {"ip": "x"}})", "null"},
         {kBareCode, kNoProgressFile, R"({"info": {"ip": "x"}})", "null"}};
     for (auto [severity, code, findings, details] : cases) {
@@ -45,7 +45,7 @@ TEST(SetError, SendsCodeAndDetails) {
         ASSERT_TRUE(response.IsAnswered());
         EXPECT_FALSE(response.IsSuccess());
         EXPECT_EQ(response.GetErrorCode(), code);
-        EXPECT_EQ(MaskHelpLinks(response.GetData(), code), ParseJson(details));
+        EXPECT_EQ(response.GetData(), WithHelpLinks(code, ParseJson(details)));
         EXPECT_TRUE(Sandbox::Logged(" test fail(err code=" + std::to_string(code) + ")"));
     }
 }
