@@ -28,6 +28,11 @@ extern char** environ;
 
 namespace {
 
+// Where the fake NAME records its runs.
+std::string FakeToolArgsPath(const std::string& name) {
+    return "/tmp/" + name + ".args";
+}
+
 [[noreturn]] void Fail(const std::string& what) {
     fprintf(stderr, "sandbox: %s: %s\n", what.c_str(), strerror(errno));
     _exit(125);
@@ -230,12 +235,16 @@ void Sandbox::WriteScript(const std::string& path, const std::string& body) {
 
 void Sandbox::WriteFakeTool(const std::string& path, const std::string& body) {
     std::string name = path.substr(path.rfind('/') + 1);
-    WriteScript(path, "printf '%s\\n' \"$*\" >> /tmp/" + name + ".args\n" + body);
+    WriteScript(path, "printf '%s\\n' \"$*\" >> " + FakeToolArgsPath(name) + "\n" + body);
 }
 
 std::string Sandbox::FakeToolArgs(const std::string& name) {
-    const std::string path = "/tmp/" + name + ".args";
+    const std::string path = FakeToolArgsPath(name);
     return Exists(path) ? ReadFile(path) : "";
+}
+
+void Sandbox::ForgetFakeToolArgs(const std::string& name) {
+    Remove(FakeToolArgsPath(name));
 }
 
 void Sandbox::Link(const std::string& target, const std::string& path) {

@@ -29,6 +29,8 @@ class Sandbox {
     static void WriteFakeTool(const std::string& path, const std::string& body);
     // The arguments the fake NAME ran with, a line a run; empty when it did not run.
     static std::string FakeToolArgs(const std::string& name);
+    // Forgets the runs of the fake NAME so far.
+    static void ForgetFakeToolArgs(const std::string& name);
     static void Link(const std::string& target, const std::string& path);
     static void Remove(const std::string& path);
     static std::string ReadFile(const std::string& path);

@@ -29,7 +29,7 @@ const char* ToolName(const char* path) {
 void SpyOnTools() {
     for (const char* tool : kTools) {
         Sandbox::WriteFakeTool(tool, "exit 1");
-        Sandbox::Remove(std::string("/tmp/") + ToolName(tool) + ".args");
+        Sandbox::ForgetFakeToolArgs(ToolName(tool));
     }
 }
 

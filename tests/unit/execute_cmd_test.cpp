@@ -10,11 +10,11 @@ namespace {
 
 using Lines = std::vector<std::string>;
 const std::string kTool = "/usr/local/bin/tool";
-const std::string kRuns = "/tmp/tool.args";
+const std::string kRuns = "/tmp/tool.args";  // the fake's runs, read by its own scripts
 
 // A fresh fake tool; the runs of the one before are forgotten.
 void WriteTool(const std::string& body) {
-    Sandbox::Remove(kRuns);
+    Sandbox::ForgetFakeToolArgs("tool");
     Sandbox::WriteFakeTool(kTool, body);
 }
 
