@@ -110,11 +110,6 @@ TEST(TestPortByDomain, WildcardFallsBackToSRVTargets) {
 }
 
 // Calls entry with a case's params at its version and expects its answer.
-void ExpectCaseAnswer(QARN::APIEntryFunction entry, const Json::Value& c) {
-    SCOPED_TRACE(c["params"].toStyledString());
-    ExpectAnswer(CallEntry(entry, c["params"], c["version"].asInt()), c["code"].asInt(), c["data"]);
-}
-
 TEST(MTUTest, Answers) {
     for (const Json::Value& c : FixtureJson("net_check_cases.json", "mtu")) {
         NetLab lab(c["gateway_mtu"].asInt());

@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
 #include <vector>
 
 #include "api_table.hpp"
 #include "call.hpp"
 #include "dns_server.hpp"
+#include "domain_machine.hpp"
 #include "fixture.hpp"
 #include "sandbox.hpp"
 
@@ -52,16 +52,10 @@ class CommonDnsTest : public testing::Test {
 };
 
 TEST_F(CommonDnsTest, Answers) {
-    const std::map<std::string, QARN::APIEntryFunction> entries = {
-        {"TestDNSValid", TestDNSValid_v1},
-        {"TestDNSRecord", TestDNSRecord_v1},
-        {"TestSRVTarget", TestSRVTarget_v1}};
     m_server.Start();
     for (const Json::Value& c : FixtureJson("net_dns_cases.json")) {
-        SCOPED_TRACE(c["params"].toStyledString());
         Sandbox::WriteFile("/etc/samba/smb.conf", "[global]\n" + c["global"].asString());
-        ExpectAnswer(CallEntry(entries.at(c["entry"].asString()), c["params"]), c["code"].asInt(),
-                     c["data"]);
+        ExpectCaseAnswer(EntryOf(c["method"].asString()), c);
     }
 }
 

@@ -12,6 +12,12 @@ void ExpectAnswer(const QARN::APIResponse& response, int code, const Json::Value
     EXPECT_EQ(response.GetData(), data);
 }
 
+void ExpectCaseAnswer(QARN::APIEntryFunction entry, const Json::Value& c) {
+    SCOPED_TRACE(c["params"].toStyledString());
+    ExpectAnswer(CallEntry(entry, c["params"], c.get("version", 1).asInt()), c["code"].asInt(),
+                 c["data"]);
+}
+
 Json::Value ParseJson(const std::string& text) {
     Json::CharReaderBuilder builder;
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());

@@ -25,6 +25,10 @@ inline QARN::APIResponse CallEntry(QARN::APIEntryFunction entry,
 // Expects the response answered with code (0: success) and exactly data.
 void ExpectAnswer(const QARN::APIResponse& response, int code, const Json::Value& data);
 
+// A JSON case: calls entry with its "params" (and "version", default 1) and expects its "code"
+// and exactly its "data".
+void ExpectCaseAnswer(QARN::APIEntryFunction entry, const Json::Value& c);
+
 // Parses a JSON text; tests write expected values compactly.
 Json::Value ParseJson(const std::string& text);
 
